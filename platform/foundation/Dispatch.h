@@ -1,0 +1,51 @@
+#pragma once
+// Dispatch queues: the main queue (the Qt event loop of the GUI thread) and the global
+// default-priority queue (a pool that starts another worker whenever every worker is busy, so a
+// job blocked in a service call never starves another). Jobs capture a strong reference to the
+// object they work for, so that object lives until its jobs are done.
+//
+// The layer also counts its work in flight, so that a driver (the host's automation, the tests)
+// can tell when nothing is queued, running or waiting on a timer.
+
+#include <chrono>
+#include <functional>
+
+namespace platform::dispatch {
+
+using Job = std::function<void()>;
+
+enum class Queue { Main, Global };
+
+inline Queue mainQueue() {
+    return Queue::Main;
+}
+inline Queue globalQueue() {
+    return Queue::Global;
+}
+
+// Runs job later on queue.
+void async(Queue queue, Job job);
+// Runs job and returns when it is done. For the global queue the job runs on the calling thread
+// (a nested sync inside a global job runs at once too). For the main queue from the main thread it
+// runs at once; from another thread the caller waits for the main loop to run it.
+void sync(Queue queue, Job job);
+// Runs job on queue once delay has passed.
+void asyncAfter(Queue queue, std::chrono::nanoseconds delay, Job job);
+
+bool isMainThread();
+
+// Work in flight: main-queue jobs posted and not yet run, global jobs queued or running, delayed
+// jobs whose timer has not fired.
+struct Activity {
+    int mainPending = 0;
+    int globalPending = 0;
+    int delayedPending = 0;
+    bool idle() const { return mainPending == 0 && globalPending == 0 && delayedPending == 0; }
+};
+Activity activity();
+
+// Waits (on a non-main thread, or on the main thread without running its loop) until no global or
+// delayed job is left, at most timeout. Answers whether that point was reached.
+bool waitForGlobalWork(std::chrono::milliseconds timeout);
+
+}  // namespace platform::dispatch
