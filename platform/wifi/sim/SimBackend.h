@@ -1,0 +1,66 @@
+#pragma once
+// The simulated Wi-Fi device: answers the diagnostics service and the Wi-Fi manager from a
+// scenario, sleeping each answer's latency (a cancel ends the wait at once with an error), records
+// every request, and raises the scenario's timed power events.
+
+#include "platform/wifi/WiFiBackend.h"
+#include "platform/wifi/sim/Scenario.h"
+
+#include <functional>
+#include <memory>
+
+namespace platform::sim {
+
+// One request the simulated service received.
+struct RecordedRequest {
+    enum class Kind { Test, Status };
+    Kind kind = Kind::Test;
+    std::int64_t testID = 0;      // Test only
+    DictionaryRef configuration;  // Test only
+};
+
+class SimBackend final : public WiFiBackend {
+  public:
+    explicit SimBackend(Scenario scenario);
+    // Stops the scheduled events; requests still waiting keep their own reference to the state.
+    ~SimBackend() override;
+
+    DiagnosticsTestResults runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
+                                               ErrorRef* error) override;
+    StatusSnapshotRef queryStatus(ErrorRef* error) override;
+    void cancelAllRequests() override;
+    bool containsWiFiRadio() override;
+    bool managerClientAvailable() override;
+    int deviceCount() override;
+    bool power() override;
+    // Changes the power and, when it changed, notifies through notifyWiFiPowerChanged().
+    void setPower(bool on) override;
+    bool capability(const QString& key) override;
+
+    const Scenario& scenario() const { return scenario_; }
+    std::vector<RecordedRequest> requests() const;
+    // The test IDs requested so far, in order.
+    std::vector<std::int64_t> requestedTestIDs() const;
+    // Called (on the requesting thread) for every request as it arrives.
+    void setRequestObserver(std::function<void(const RecordedRequest&)> observer);
+
+    // Schedules the scenario's timed events from now on (on the global queue's timer). Events
+    // apply in the order of their times (the order written for equal times), whatever order the
+    // pool's workers run them in.
+    void startEvents();
+    // Drops the events scheduled by startEvents that have not happened yet.
+    void stopEvents();
+
+    // The error a cancelled request returns.
+    static ErrorRef cancelledError();
+
+  private:
+    struct State;
+
+    const Scenario scenario_;
+    // Everything that changes, shared with the scheduled event jobs so that they may outlive the
+    // backend harmlessly.
+    std::shared_ptr<State> state_;
+};
+
+}  // namespace platform::sim
