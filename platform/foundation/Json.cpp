@@ -158,7 +158,7 @@ void appendJsonDouble(QByteArray& out, double d) {
         if (digits.size() > 1) {
             text += "." + digits.substr(1);
         }
-        char exp[8];
+        char exp[16];
         std::snprintf(exp, sizeof exp, "e%c%02d", exponent < 0 ? '-' : '+', std::abs(exponent));
         text += exp;
     } else if (exponent < 0) {
