@@ -1,0 +1,964 @@
+// Scenario files of the simulated Wi-Fi device: what they say, and the exact complaint for each
+// kind of mistake.
+#include "platform/foundation/DateFormatter.h"
+#include "platform/foundation/Json.h"
+#include "platform/wifi/WiFiRecords.h"
+#include "platform/wifi/sim/Scenario.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+
+using namespace platform;
+using namespace platform::sim;
+
+namespace {
+
+Scenario parse(const char* json) {
+    return parseScenario(QByteArray(json), QStringLiteral("test.json"));
+}
+
+// The full message of the error that parsing json raises, or "(no error)".
+std::string errorOf(const char* json) {
+    try {
+        parse(json);
+    } catch (const ScenarioError& e) {
+        return e.what();
+    }
+    return "(no error)";
+}
+
+// The single result of a one-answer test ID.
+DiagnosticsTestResultRef onlyResult(const Scenario& s, std::int64_t id) {
+    const auto it = s.tests.find(id);
+    if (it == s.tests.end() || it->second.size() != 1 || !it->second[0].results ||
+        it->second[0].results->size() != 1) {
+        return nullptr;
+    }
+    return it->second[0].results->front();
+}
+
+Value infoValue(const DiagnosticsTestResultRef& r, const char* key) {
+    if (!r || !r->info) {
+        return Value::string("(no info)");
+    }
+    return r->info->value(QLatin1String(key)).value_or(Value::string("(missing)"));
+}
+
+QString scenarioPath(const char* name) {
+    return QStringLiteral(WIFIPROFILE_SOURCE_DIR "/scenarios/") + QLatin1String(name);
+}
+
+}  // namespace
+
+// ----- good files ------------------------------------------------------------------------------
+
+TEST(Scenario, EmptyObjectGivesDefaults) {
+    const Scenario s = parse("{}");
+    EXPECT_EQ(s.file, QStringLiteral("test.json"));
+    EXPECT_TRUE(s.description.isEmpty());
+    EXPECT_TRUE(s.device.wifiRadio);
+    EXPECT_TRUE(s.device.managerClient);
+    EXPECT_EQ(s.device.devices, 1);
+    EXPECT_TRUE(s.device.power);
+    EXPECT_TRUE(s.device.capabilities.empty());
+    ASSERT_EQ(s.status.size(), 1u);
+    EXPECT_EQ(s.status[0].kind, StatusAnswer::Kind::NotJoined);
+    EXPECT_TRUE(s.tests.empty());
+    EXPECT_EQ(s.defaultLatency.count(), 0);
+    EXPECT_TRUE(s.events.empty());
+    EXPECT_FALSE(s.automation.has_value());
+    // The neutral answer for unnamed IDs: no error, one result, false, passed, no info.
+    EXPECT_EQ(s.defaultAnswer.error, nullptr);
+    ASSERT_TRUE(s.defaultAnswer.results.has_value());
+    ASSERT_EQ(s.defaultAnswer.results->size(), 1u);
+    EXPECT_FALSE(s.defaultAnswer.results->front()->result);
+    EXPECT_TRUE(s.defaultAnswer.results->front()->didPass);
+    EXPECT_EQ(s.defaultAnswer.results->front()->info, nullptr);
+    EXPECT_FALSE(s.defaultAnswer.latency.has_value());
+}
+
+TEST(Scenario, DescriptionLatencyAndDevice) {
+    const Scenario s = parse(R"({"description": "A flat", "latencyMs": 40,
+        "device": {"wifiRadio": false, "managerClient": false, "devices": 2, "power": false,
+                   "capabilities": {"wapi": true, "other": false}}})");
+    EXPECT_EQ(s.description, QStringLiteral("A flat"));
+    EXPECT_EQ(s.defaultLatency.count(), 40);
+    EXPECT_FALSE(s.device.wifiRadio);
+    EXPECT_FALSE(s.device.managerClient);
+    EXPECT_EQ(s.device.devices, 2);
+    EXPECT_FALSE(s.device.power);
+    EXPECT_EQ(s.device.capabilities, (std::map<QString, bool>{{"wapi", true}, {"other", false}}));
+}
+
+TEST(Scenario, StatusForms) {
+    const Scenario s = parse(R"({"status": [
+        {"ssid": "Home", "bssid": "aa:bb:cc:dd:ee:ff", "latencyMs": 5},
+        {"joined": false},
+        {"wifi": null},
+        {"error": {"code": 16, "domain": "WiFiManager", "text": "busy"}},
+        {"error": {"code": 3}},
+        {"joined": true, "ssid": "Home", "bssid": "aa:bb:cc:dd:ee:ff", "comment": "back again"}]})");
+    ASSERT_EQ(s.status.size(), 6u);
+    EXPECT_EQ(s.status[0].kind, StatusAnswer::Kind::Joined);
+    EXPECT_EQ(s.status[0].ssid, QStringLiteral("Home"));
+    EXPECT_EQ(s.status[0].bssid, QStringLiteral("aa:bb:cc:dd:ee:ff"));
+    EXPECT_EQ(s.status[0].latency, std::chrono::milliseconds(5));
+    EXPECT_EQ(s.status[1].kind, StatusAnswer::Kind::NotJoined);
+    EXPECT_FALSE(s.status[1].latency.has_value());
+    EXPECT_EQ(s.status[2].kind, StatusAnswer::Kind::NoWiFiStatus);
+    EXPECT_EQ(s.status[3].kind, StatusAnswer::Kind::Error);
+    EXPECT_EQ(s.status[3].error->code, 16);
+    EXPECT_EQ(s.status[3].error->domain, QStringLiteral("WiFiManager"));
+    EXPECT_EQ(s.status[3].error->text, QStringLiteral("busy"));
+    EXPECT_EQ(s.status[4].error->domain, QStringLiteral("WiFiDiagnostics"));
+    EXPECT_EQ(s.status[4].error->text, QString());
+    EXPECT_EQ(s.status[5].kind, StatusAnswer::Kind::Joined);
+}
+
+TEST(Scenario, SingleStatusAnswerNeedsNoList) {
+    const Scenario s = parse(R"({"status": {"ssid": "Home", "bssid": "01:02:03:04:05:06"}})");
+    ASSERT_EQ(s.status.size(), 1u);
+    EXPECT_EQ(s.status[0].ssid, QStringLiteral("Home"));
+}
+
+TEST(Scenario, TestAnswerShortForm) {
+    const Scenario s = parse(R"({"tests": {"16": {"result": true, "didPass": false, "latencyMs": 7,
+                                                   "info": {"IPv4ConfigMethod": "Manual"}}}})");
+    ASSERT_EQ(s.tests.count(16), 1u);
+    const TestAnswer& a = s.tests.at(16).at(0);
+    EXPECT_EQ(a.error, nullptr);
+    EXPECT_EQ(a.latency, std::chrono::milliseconds(7));
+    ASSERT_TRUE(a.results.has_value());
+    ASSERT_EQ(a.results->size(), 1u);
+    EXPECT_TRUE(a.results->front()->result);
+    EXPECT_FALSE(a.results->front()->didPass);
+    EXPECT_EQ(*a.results->front()->info, *Dictionary::make({{"IPv4ConfigMethod", Value::string("Manual")}}));
+}
+
+TEST(Scenario, InfoNullOrMissingMeansNoInfo) {
+    const Scenario s = parse(R"({"tests": {"1": {"result": true, "didPass": true, "info": null},
+                                           "2": {"result": true, "didPass": true},
+                                           "3": {"result": true, "didPass": true, "info": {}}}})");
+    EXPECT_EQ(onlyResult(s, 1)->info, nullptr);
+    EXPECT_EQ(onlyResult(s, 2)->info, nullptr);
+    ASSERT_NE(onlyResult(s, 3)->info, nullptr);
+    EXPECT_TRUE(onlyResult(s, 3)->info->empty());
+}
+
+TEST(Scenario, ExplicitResultsArrays) {
+    const Scenario s = parse(R"({"tests": {
+        "1": {"results": []},
+        "2": {"results": null},
+        "3": {"results": [null]},
+        "4": {"results": [{"result": true, "didPass": true}, {"result": false, "didPass": false, "info": {"a": 1}}]},
+        "5": {"results": [null, {"result": true, "didPass": true}]}}})");
+    ASSERT_TRUE(s.tests.at(1)[0].results.has_value());
+    EXPECT_TRUE(s.tests.at(1)[0].results->empty());
+    EXPECT_FALSE(s.tests.at(2)[0].results.has_value());
+    ASSERT_TRUE(s.tests.at(3)[0].results.has_value());
+    ASSERT_EQ(s.tests.at(3)[0].results->size(), 1u);
+    EXPECT_EQ(s.tests.at(3)[0].results->front(), nullptr);
+    ASSERT_EQ(s.tests.at(4)[0].results->size(), 2u);
+    EXPECT_TRUE((*s.tests.at(4)[0].results)[0]->result);
+    EXPECT_FALSE((*s.tests.at(4)[0].results)[1]->didPass);
+    EXPECT_EQ((*s.tests.at(4)[0].results)[1]->info->value("a"), Value::integer(1));
+    EXPECT_EQ((*s.tests.at(5)[0].results)[0], nullptr);
+    EXPECT_NE((*s.tests.at(5)[0].results)[1], nullptr);
+}
+
+TEST(Scenario, ErrorsAloneOrNextToResults) {
+    const Scenario s = parse(R"({"tests": {
+        "16": {"error": {"code": 5, "domain": "WiFiDiagnostics", "text": "test timed out"}},
+        "14": {"error": {"code": 0}, "result": true, "didPass": true},
+        "15": {"error": {"code": 0}, "results": []}}})");
+    const TestAnswer& failed = s.tests.at(16)[0];
+    ASSERT_NE(failed.error, nullptr);
+    EXPECT_EQ(failed.error->code, 5);
+    EXPECT_EQ(failed.error->text, QStringLiteral("test timed out"));
+    EXPECT_FALSE(failed.results.has_value());
+    const TestAnswer& zero = s.tests.at(14)[0];
+    ASSERT_NE(zero.error, nullptr);
+    EXPECT_EQ(zero.error->code, 0);
+    ASSERT_TRUE(zero.results.has_value());
+    EXPECT_TRUE(zero.results->front()->result);
+    EXPECT_EQ(s.tests.at(15)[0].error->code, 0);
+    EXPECT_TRUE(s.tests.at(15)[0].results->empty());
+}
+
+TEST(Scenario, SuccessiveAnswersKeepTheirOrder) {
+    const Scenario s = parse(R"({"tests": {"31": [
+        {"result": true, "didPass": true},
+        {"error": {"code": 9}},
+        {"results": []}]}})");
+    const auto& answers = s.tests.at(31);
+    ASSERT_EQ(answers.size(), 3u);
+    EXPECT_TRUE(answers[0].results->front()->result);
+    EXPECT_EQ(answers[1].error->code, 9);
+    EXPECT_TRUE(answers[2].results->empty());
+}
+
+TEST(Scenario, DefaultAnswerReplacesTheNeutralOne) {
+    const Scenario s = parse(R"({"defaultAnswer": {"error": {"code": 45, "text": "not supported"}}})");
+    ASSERT_NE(s.defaultAnswer.error, nullptr);
+    EXPECT_EQ(s.defaultAnswer.error->code, 45);
+    EXPECT_FALSE(s.defaultAnswer.results.has_value());
+}
+
+TEST(Scenario, PlainInfoValuesKeepTheirKinds) {
+    const Scenario s = parse(R"({"tests": {"1": {"result": true, "didPass": true, "info": {
+        "b": true, "i": -54, "d": 5.0, "s": "US", "n": null, "a": [1, "x", [2.5]], "o": {"k": {"z": false}},
+        "nan": NaN, "big": 18446744073709551615}}}})");
+    const DictionaryRef info = onlyResult(s, 1)->info;
+    EXPECT_EQ(info->value("b"), Value::boolean(true));
+    EXPECT_EQ(info->value("i"), Value::integer(-54));
+    EXPECT_EQ(info->value("d"), Value::number(5.0));
+    EXPECT_EQ(info->value("s"), Value::string("US"));
+    EXPECT_EQ(info->value("n"), Value::null());
+    EXPECT_EQ(info->value("a"), Value::array(makeArray({Value::integer(1), Value::string("x"),
+                                                        Value::array(makeArray({Value::number(2.5)}))})));
+    EXPECT_EQ(info->value("o"),
+              Value::dictionary(Dictionary::make(
+                  {{"k", Value::dictionary(Dictionary::make({{"z", Value::boolean(false)}}))}})));
+    EXPECT_TRUE(std::isnan(info->value("nan")->toDouble()));
+    EXPECT_EQ(info->value("big"), Value::unsignedInteger(18446744073709551615ULL));
+}
+
+TEST(Scenario, TaggedInfoValues) {
+    const Scenario s = parse(R"({"tests": {"1": {"result": true, "didPass": true, "info": {
+        "nan": {"$double": "NaN"}, "inf": {"$double": "Infinity"}, "ninf": {"$double": "-Infinity"},
+        "five": {"$double": 5}, "u": {"$unsigned": 3}, "ubig": {"$unsigned": 18446744073709551615},
+        "when": {"$date": "2026-11-20T10:00:00Z"}, "offset": {"$date": "2026-11-20T12:00:00.500+02:00"},
+        "list": [{"$unsigned": 0}]}}}})");
+    const DictionaryRef info = onlyResult(s, 1)->info;
+    EXPECT_EQ(info->value("nan")->kind(), Value::Kind::Double);
+    EXPECT_TRUE(std::isnan(info->value("nan")->toDouble()));
+    EXPECT_EQ(info->value("inf"), Value::number(std::numeric_limits<double>::infinity()));
+    EXPECT_EQ(info->value("ninf"), Value::number(-std::numeric_limits<double>::infinity()));
+    EXPECT_EQ(info->value("five"), Value::number(5.0));
+    EXPECT_EQ(info->value("u"), Value::unsignedInteger(3));
+    EXPECT_EQ(info->value("ubig"), Value::unsignedInteger(18446744073709551615ULL));
+    EXPECT_EQ(info->value("when"), Value::date(Date::fromSecondsSince1970(1795168800.0)));
+    EXPECT_EQ(info->value("offset"), Value::date(Date::fromSecondsSince1970(1795168800.5)));
+    EXPECT_EQ(info->value("list"), Value::array(makeArray({Value::unsignedInteger(0)})));
+}
+
+TEST(Scenario, ScanAndChannelRecords) {
+    const Scenario s = parse(R"({"tests": {"1": {"result": true, "didPass": true, "info": {
+        "ScanResults": [
+            {"$record": "WiFiScanResult", "ssidString": "Home", "bssid": "aa", "rssi": -60, "channel": 36},
+            {"$record": "WiFiScanResult", "bssid": "bb", "rssi": -80},
+            {"$record": "WiFiScanResult", "ssidString": null, "bssid": "cc", "rssi": -70, "channel": null}],
+        "CurrentChannel": {"$record": "WiFiChannel", "channel": 44, "band": 5, "width": 80},
+        "Bare": {"$record": "WiFiChannel", "channel": 1}}}}})");
+    const DictionaryRef info = onlyResult(s, 1)->info;
+    const ArrayRef scans = info->value("ScanResults")->toArray();
+    ASSERT_EQ(scans->size(), 3u);
+    const auto first = (*scans)[0].recordAs<WiFiScanResult>();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->ssidString, QStringLiteral("Home"));
+    EXPECT_EQ(first->bssid, QStringLiteral("aa"));
+    EXPECT_EQ(first->rssi, -60);
+    EXPECT_EQ(first->channel, 36);
+    const auto hidden = (*scans)[1].recordAs<WiFiScanResult>();
+    EXPECT_FALSE(hidden->ssidString.has_value());
+    EXPECT_FALSE(hidden->channel.has_value());
+    const auto nulls = (*scans)[2].recordAs<WiFiScanResult>();
+    EXPECT_FALSE(nulls->ssidString.has_value());
+    EXPECT_FALSE(nulls->channel.has_value());
+    const auto channel = info->value("CurrentChannel")->recordAs<WiFiChannel>();
+    ASSERT_NE(channel, nullptr);
+    EXPECT_EQ(channel->channel, 44);
+    EXPECT_EQ(channel->band, 5);
+    EXPECT_EQ(channel->width, 80);
+    const auto bare = info->value("Bare")->recordAs<WiFiChannel>();
+    EXPECT_EQ(bare->channel, 1);
+    EXPECT_FALSE(bare->band.has_value());
+    EXPECT_FALSE(bare->width.has_value());
+}
+
+TEST(Scenario, PingRecords) {
+    const Scenario s = parse(R"({"tests": {"3": {"result": true, "didPass": true, "info": {
+        "PingResult": {"$record": "WiFiPingResult", "interfaceName": "wlan0", "count": 10, "packetLoss": 0,
+                       "min": 1.5, "max": {"$double": "Infinity"}, "avg": NaN, "stddev": {"$double": "NaN"},
+                       "timestamp": 816861492.0},
+        "Dated": {"$record": "WiFiPingResult", "count": 0, "packetLoss": 1.0, "min": 0, "max": 0, "avg": 0,
+                  "stddev": 0, "timestamp": {"$date": "2026-11-20T09:58:12Z"}}}}}})");
+    const DictionaryRef info = onlyResult(s, 3)->info;
+    const auto ping = info->value("PingResult")->recordAs<WiFiPingResult>();
+    ASSERT_NE(ping, nullptr);
+    EXPECT_EQ(ping->interfaceName, QStringLiteral("wlan0"));
+    EXPECT_EQ(ping->count, 10);
+    EXPECT_EQ(ping->packetLoss, 0.0);
+    EXPECT_EQ(ping->min, 1.5);
+    EXPECT_TRUE(std::isinf(ping->max));
+    EXPECT_TRUE(std::isnan(ping->avg));
+    EXPECT_TRUE(std::isnan(ping->stddev));
+    EXPECT_EQ(ping->timestamp, 816861492.0);
+    const auto dated = info->value("Dated")->recordAs<WiFiPingResult>();
+    EXPECT_FALSE(dated->interfaceName.has_value());
+    EXPECT_EQ(dated->timestamp, 816861492.0);
+}
+
+TEST(Scenario, NetworkProfileRecords) {
+    const Scenario s = parse(R"({"tests": {"46": {"result": false, "didPass": true, "info": {
+        "A": {"$record": "NetworkProfile", "ssidString": "Home", "security": 4, "isPasspoint": false,
+              "isEnabled": true, "isCaptive": false, "isHidden": true, "isMultiAP": true,
+              "lastJoinedTimestamp": "2026-11-20T07:42:13Z"},
+        "B": {"$record": "NetworkProfile", "security": -1, "isPasspoint": true, "isEnabled": false,
+              "isCaptive": true, "isHidden": false, "isMultiAP": false,
+              "lastJoinedTimestamp": {"$date": "2026-11-20T07:42:13Z"}},
+        "C": {"$record": "NetworkProfile", "security": 0, "isPasspoint": false, "isEnabled": false,
+              "isCaptive": false, "isHidden": false, "isMultiAP": false}}}}})");
+    const DictionaryRef info = onlyResult(s, 46)->info;
+    const auto a = info->value("A")->recordAs<NetworkProfile>();
+    ASSERT_NE(a, nullptr);
+    EXPECT_EQ(a->ssidString, QStringLiteral("Home"));
+    EXPECT_EQ(a->security, 4);
+    EXPECT_FALSE(a->isPasspoint);
+    EXPECT_TRUE(a->isEnabled);
+    EXPECT_FALSE(a->isCaptive);
+    EXPECT_TRUE(a->isHidden);
+    EXPECT_TRUE(a->isMultiAP);
+    ASSERT_TRUE(a->lastJoinedTimestamp.has_value());
+    EXPECT_EQ(iso8601String(*a->lastJoinedTimestamp), QStringLiteral("2026-11-20T07:42:13Z"));
+    const auto b = info->value("B")->recordAs<NetworkProfile>();
+    EXPECT_FALSE(b->ssidString.has_value());
+    EXPECT_EQ(b->security, -1);
+    EXPECT_TRUE(b->isPasspoint);
+    EXPECT_TRUE(b->isCaptive);
+    EXPECT_EQ(b->lastJoinedTimestamp, a->lastJoinedTimestamp);
+    EXPECT_FALSE(info->value("C")->recordAs<NetworkProfile>()->lastJoinedTimestamp.has_value());
+}
+
+TEST(Scenario, EventsAndAutomation) {
+    const Scenario s = parse(R"({
+        "events": [{"atMs": 1500, "wifiPower": false}, {"atMs": 0, "wifiPower": true, "comment": "x"}],
+        "automation": [{"tap": "YES"}, {"wifiPower": false}, {"waitMs": 250}, {"snapshot": true},
+                       {"tapNetwork": "Casa Moreno"}, {"type": ""}, {"pullToRefresh": true},
+                       {"screenshot": "list.png"}]})");
+    ASSERT_EQ(s.events.size(), 2u);
+    EXPECT_EQ(s.events[0].at.count(), 1500);
+    EXPECT_EQ(s.events[0].wifiPower, false);
+    EXPECT_EQ(s.events[1].at.count(), 0);
+    EXPECT_EQ(s.events[1].wifiPower, true);
+    ASSERT_TRUE(s.automation.has_value());
+    const auto& a = *s.automation;
+    ASSERT_EQ(a.size(), 8u);
+    EXPECT_EQ(a[0].place, QStringLiteral("automation[0]"));
+    EXPECT_EQ(a[0].kind, QStringLiteral("tap"));
+    EXPECT_EQ(a[0].tap, QStringLiteral("YES"));
+    EXPECT_EQ(*a[0].raw, *Dictionary::make({{"tap", Value::string("YES")}}));
+    EXPECT_EQ(a[1].kind, QStringLiteral("wifiPower"));
+    EXPECT_EQ(a[1].wifiPower, false);
+    EXPECT_FALSE(a[1].tap.has_value());
+    EXPECT_EQ(a[2].waitMs, 250);
+    EXPECT_TRUE(a[3].snapshot);
+    EXPECT_FALSE(a[2].snapshot);
+    const char* laterKinds[] = {"tapNetwork", "type", "pullToRefresh", "screenshot"};
+    for (int i = 0; i < 4; ++i) {
+        const AutomationAction& action = a[static_cast<std::size_t>(4 + i)];
+        EXPECT_EQ(action.kind, QLatin1String(laterKinds[i]));
+        EXPECT_EQ(action.place, QStringLiteral("automation[%1]").arg(4 + i));
+        EXPECT_FALSE(action.tap || action.wifiPower || action.waitMs || action.snapshot);
+        ASSERT_NE(action.raw, nullptr);
+        EXPECT_EQ(action.raw->keys(), QStringList{QLatin1String(laterKinds[i])});
+    }
+    EXPECT_EQ(a[4].raw->value("tapNetwork"), Value::string("Casa Moreno"));
+    EXPECT_EQ(a[7].raw->value("screenshot"), Value::string("list.png"));
+}
+
+TEST(Scenario, EmptyAutomationIsKept) {
+    const Scenario s = parse(R"({"automation": []})");
+    ASSERT_TRUE(s.automation.has_value());
+    EXPECT_TRUE(s.automation->empty());
+}
+
+TEST(Scenario, TypedValueFromJsonIsTheInfoConversion) {
+    const Value v =
+        typedValueFromJson(Value::dictionary(Dictionary::make({{"$unsigned", Value::integer(4)}})),
+                           "golden.json", "device.count");
+    EXPECT_EQ(v, Value::unsignedInteger(4));
+    try {
+        typedValueFromJson(Value::dictionary(Dictionary::make({{"$unsigned", Value::integer(-4)}})),
+                           "golden.json", "device.count");
+        FAIL() << "no error raised";
+    } catch (const ScenarioError& e) {
+        EXPECT_EQ(e.file(), QStringLiteral("golden.json"));
+        EXPECT_EQ(e.place(), QStringLiteral("device.count.$unsigned"));
+        EXPECT_EQ(e.why(), QStringLiteral("an unsigned integer cannot be negative, got -4"));
+    }
+}
+
+// ----- bad files: each names the file, the place and the reason -------------------------------
+
+struct BadFile {
+    const char* json;
+    const char* message;
+};
+
+void PrintTo(const BadFile& bad, std::ostream* os) {
+    *os << bad.json;
+}
+
+class ScenarioErrors : public ::testing::TestWithParam<BadFile> {};
+
+TEST_P(ScenarioErrors, NamesPlaceAndReason) {
+    EXPECT_EQ(errorOf(GetParam().json), GetParam().message) << "for " << GetParam().json;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Syntax, ScenarioErrors,
+    ::testing::Values(BadFile{"{\n  \"description\": \"x\"\n  \"tests\": {}\n}",
+                              "test.json: line 3, column 3: expected ',' or '}', found '\"'"},
+                      BadFile{"{\"tests\": {\"16\": {\"result\": true, \"result\": false}}}",
+                              "test.json: line 1, column 35: duplicate key \"result\" (tests.\"16\".result)"},
+                      BadFile{"", "test.json: line 1, column 1: expected a value, found the end of the text"},
+                      BadFile{"{} x", "test.json: line 1, column 4: unexpected 'x' after the value"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    TopLevel, ScenarioErrors,
+    ::testing::Values(
+        BadFile{"[]", "test.json: a scenario is a JSON object, got an array"},
+        BadFile{R"({"test": {}})",
+                "test.json: test: unknown key \"test\" in a scenario (known keys: automation, defaultAnswer, "
+                "description, device, events, latencyMs, status, tests)"},
+        BadFile{R"({"description": 5})", "test.json: description: expected a string, got an integer"},
+        BadFile{R"({"latencyMs": 2.5})", "test.json: latencyMs: expected an integer, got a fraction"},
+        BadFile{R"({"latencyMs": -1})", "test.json: latencyMs: expected an integer from 0 to 600000, got -1"},
+        BadFile{R"({"latencyMs": 18446744073709551615})",
+                "test.json: latencyMs: integer 18446744073709551615 is too large (at most "
+                "9223372036854775807)"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Device, ScenarioErrors,
+    ::testing::Values(BadFile{R"({"device": true})", "test.json: device: expected an object, got a boolean"},
+                      BadFile{R"({"device": {"radio": true}})",
+                              "test.json: device.radio: unknown key \"radio\" in the device (known keys: "
+                              "capabilities, devices, "
+                              "managerClient, power, wifiRadio)"},
+                      BadFile{R"({"device": {"power": "on"}})",
+                              "test.json: device.power: expected a boolean, got a string"},
+                      BadFile{R"({"device": {"devices": 65}})",
+                              "test.json: device.devices: expected an integer from 0 to 64, got 65"},
+                      BadFile{R"({"device": {"capabilities": {"wapi": 1}}})",
+                              "test.json: device.capabilities.wapi: expected a boolean, got an integer"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Status, ScenarioErrors,
+    ::testing::Values(
+        BadFile{R"({"status": []})", "test.json: status: expected at least one answer, got an empty list"},
+        BadFile{R"({"status": "joined"})", "test.json: status: expected an object, got a string"},
+        BadFile{R"({"status": {}})",
+                "test.json: status: a status answer needs \"ssid\" and \"bssid\", \"joined\": false, "
+                "\"wifi\": null "
+                "or \"error\""},
+        BadFile{R"({"status": {"ssid": "Home"}})",
+                "test.json: status: a joined status needs \"ssid\" and \"bssid\"; \"bssid\" is missing"},
+        BadFile{R"({"status": [{"joined": false}, {"ssid": "Home", "bssid": 7}]})",
+                "test.json: status[1].bssid: expected a string, got an integer"},
+        BadFile{R"({"status": {"joined": false, "ssid": "Home"}})",
+                "test.json: status.ssid: a status answer with \"joined\" cannot also have \"ssid\""},
+        BadFile{
+            R"({"status": {"wifi": {}}})",
+            "test.json: status.wifi: only \"wifi\": null is allowed here (a snapshot without Wi-Fi status)"},
+        BadFile{R"({"status": {"error": {"code": 1}, "ssid": "x"}})",
+                "test.json: status.ssid: a status answer with \"error\" cannot also have \"ssid\""},
+        BadFile{R"({"status": {"ssid": "a", "bssid": "b", "latency": 5}})",
+                "test.json: status.latency: unknown key \"latency\" in a status answer (known keys: bssid, "
+                "comment, "
+                "error, joined, latencyMs, ssid, wifi)"},
+        BadFile{R"({"status": {"error": {"text": "x"}}})",
+                "test.json: status.error: an error needs the key \"code\""},
+        BadFile{R"({"status": {"error": {"code": "5"}}})",
+                "test.json: status.error.code: expected an integer, got a string"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Tests, ScenarioErrors,
+    ::testing::Values(
+        BadFile{R"({"tests": []})", "test.json: tests: expected an object, got an array"},
+        BadFile{R"({"tests": {"abc": {"error": {"code": 1}}}})",
+                "test.json: tests.abc: a test ID is a decimal number such as \"16\", got \"abc\""},
+        BadFile{R"({"tests": {"016": {"error": {"code": 1}}}})",
+                "test.json: tests.\"016\": a test ID is a decimal number such as \"16\", got \"016\""},
+        BadFile{R"({"tests": {"-3": {"error": {"code": 1}}}})",
+                "test.json: tests.\"-3\": a test ID is a decimal number such as \"16\", got \"-3\""},
+        BadFile{R"({"tests": {"16": []}})",
+                "test.json: tests.\"16\": expected at least one answer, got an empty list"},
+        BadFile{
+            R"({"tests": {"16": {}}})",
+            "test.json: tests.\"16\": an answer needs \"result\" and \"didPass\", \"results\" or \"error\""},
+        BadFile{R"({"tests": {"16": {"result": true}}})",
+                "test.json: tests.\"16\": a test result needs the key \"didPass\""},
+        BadFile{R"({"tests": {"16": {"didPass": true}}})",
+                "test.json: tests.\"16\": a test result needs the key \"result\""},
+        BadFile{R"({"tests": {"16": {"result": 1, "didPass": true}}})",
+                "test.json: tests.\"16\".result: expected a boolean, got an integer"},
+        BadFile{
+            R"({"tests": {"16": {"result": true, "didpass": true}}})",
+            "test.json: tests.\"16\".didpass: unknown key \"didpass\" in a test answer (known keys: comment, "
+            "didPass, error, info, latencyMs, result, results)"},
+        BadFile{
+            R"({"tests": {"16": [{"error": {"code": 1}}, {"result": true, "didPass": true, "info": []}]}})",
+            "test.json: tests.\"16\"[1].info: expected an object, got an array"},
+        BadFile{R"({"tests": {"16": {"result": true, "didPass": true, "results": []}}})",
+                "test.json: tests.\"16\": an answer gives either \"results\" or \"result\", \"didPass\" and "
+                "\"info\", "
+                "not both"},
+        BadFile{R"({"tests": {"16": {"results": {}}}})",
+                "test.json: tests.\"16\".results: expected an array or null, got an object"},
+        BadFile{R"({"tests": {"16": {"results": [true]}}})",
+                "test.json: tests.\"16\".results[0]: expected an object, got a boolean"},
+        BadFile{
+            R"({"tests": {"16": {"results": [null, {"result": true, "didPass": true, "latencyMs": 3}]}}})",
+            "test.json: tests.\"16\".results[1].latencyMs: unknown key \"latencyMs\" in a test result (known "
+            "keys: didPass, info, result)"},
+        BadFile{
+            R"({"tests": {"16": {"error": {"code": 1, "message": "x"}}}})",
+            "test.json: tests.\"16\".error.message: unknown key \"message\" in an error (known keys: code, "
+            "domain, text)"},
+        BadFile{R"({"tests": {"16": {"error": {"code": 1}, "latencyMs": 700000}}})",
+                "test.json: tests.\"16\".latencyMs: expected an integer from 0 to 600000, got 700000"},
+        BadFile{R"({"defaultAnswer": [{"error": {"code": 1}}]})",
+                "test.json: defaultAnswer: expected an object, got an array"},
+        BadFile{R"({"defaultAnswer": {"result": false}})",
+                "test.json: defaultAnswer: a test result needs the key \"didPass\""}));
+
+INSTANTIATE_TEST_SUITE_P(
+    TypedValues, ScenarioErrors,
+    ::testing::Values(
+        BadFile{
+            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$float": 1}}}}})",
+            "test.json: tests.\"1\".info.x.$float: unknown tag \"$float\" (known tags: $double, $unsigned, "
+            "$date, $record)"},
+        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$double": "nan"}}}}})",
+                "test.json: tests.\"1\".info.x.$double: expected a number, \"NaN\", \"Infinity\" or "
+                "\"-Infinity\", "
+                "got \"nan\""},
+        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$double": true}}}}})",
+                "test.json: tests.\"1\".info.x.$double: expected a number, \"NaN\", \"Infinity\" or "
+                "\"-Infinity\", "
+                "got a boolean"},
+        BadFile{
+            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$double": 1, "y": 2}}}}})",
+            "test.json: tests.\"1\".info.x.y: a \"$double\" value takes no other keys, found \"y\""},
+        BadFile{
+            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$double": 1, "$unsigned": 2}}}}})",
+            "test.json: tests.\"1\".info.x: an object has at most one tag, found \"$double\" and "
+            "\"$unsigned\""},
+        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": [{"$unsigned": -1}]}}}})",
+                "test.json: tests.\"1\".info.x[0].$unsigned: an unsigned integer cannot be negative, got -1"},
+        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$unsigned": 1.0}}}}})",
+                "test.json: tests.\"1\".info.x.$unsigned: expected a non-negative integer, got a fraction"},
+        BadFile{
+            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$date": "yesterday"}}}}})",
+            "test.json: tests.\"1\".info.x.$date: expected an ISO 8601 date such as "
+            "\"2026-11-20T10:00:00Z\", "
+            "got \"yesterday\""},
+        BadFile{
+            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$date": "2026-11-20T10:00:00"}}}}})",
+            "test.json: tests.\"1\".info.x.$date: the date \"2026-11-20T10:00:00\" needs a time zone: Z or "
+            "an "
+            "offset such as +02:00"},
+        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$date": 0}}}}})",
+                "test.json: tests.\"1\".info.x.$date: expected a string, got an integer"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Records, ScenarioErrors,
+    ::testing::Values(
+        BadFile{
+            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$record": "WiFiNetwork"}}}}})",
+            "test.json: tests.\"1\".info.x.$record: unknown record type \"WiFiNetwork\" (known types: "
+            "NetworkProfile, WiFiChannel, WiFiPingResult, WiFiScanResult)"},
+        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$record": 3}}}}})",
+                "test.json: tests.\"1\".info.x.$record: expected a string, got an integer"},
+        BadFile{
+            R"({"tests": {"31": {"result": false, "didPass": true, "info": {"ScanResults": [
+                     {"$record": "WiFiScanResult", "bssid": "a", "rssi": -50},
+                     {"$record": "WiFiScanResult", "ssidString": "b", "rssi": -50}]}}}})",
+            "test.json: tests.\"31\".info.ScanResults[1]: a WiFiScanResult record needs the field \"bssid\""},
+        BadFile{R"({"tests": {"31": {"result": false, "didPass": true, "info": {"ScanResults": [
+                     {"$record": "WiFiScanResult", "bssid": "a", "rssi": -50.5}]}}}})",
+                "test.json: tests.\"31\".info.ScanResults[0].rssi: expected an integer, got a fraction"},
+        BadFile{R"({"tests": {"31": {"result": false, "didPass": true, "info": {"ScanResults": [
+                     {"$record": "WiFiScanResult", "bssid": "a", "rssi": -50, "ssid": "x"}]}}}})",
+                "test.json: tests.\"31\".info.ScanResults[0].ssid: unknown field \"ssid\" of a "
+                "WiFiScanResult record "
+                "(fields: bssid, channel, rssi, ssidString)"},
+        BadFile{R"({"tests": {"31": {"result": false, "didPass": true, "info": {"ScanResults": [
+                     {"$record": "WiFiScanResult", "bssid": null, "rssi": -50}]}}}})",
+                "test.json: tests.\"31\".info.ScanResults[0].bssid: expected a string, got null"},
+        BadFile{
+            R"({"tests": {"16": [{"result": true, "didPass": true}, {"result": true, "didPass": true, "info": {
+                     "PingResult": {"$record": "WiFiPingResult", "count": "10", "packetLoss": 0, "min": 0, "max": 0,
+                                    "avg": 0, "stddev": 0, "timestamp": 0}}}]}})",
+            "test.json: tests.\"16\"[1].info.PingResult.count: expected an integer, got a string"},
+        BadFile{R"({"tests": {"3": {"result": true, "didPass": true, "info": {
+                     "PingResult": {"$record": "WiFiPingResult", "count": 10, "packetLoss": 0, "min": 0, "max": 0,
+                                    "avg": "fast", "stddev": 0, "timestamp": 0}}}}})",
+                "test.json: tests.\"3\".info.PingResult.avg: expected a number, got a string"},
+        BadFile{
+            R"({"tests": {"3": {"result": true, "didPass": true, "info": {
+                     "PingResult": {"$record": "WiFiPingResult", "count": 10, "packetLoss": 0, "min": 0, "max": 0,
+                                    "avg": 0, "stddev": 0}}}}})",
+            "test.json: tests.\"3\".info.PingResult: a WiFiPingResult record needs the field \"timestamp\""},
+        BadFile{R"({"tests": {"3": {"result": true, "didPass": true, "info": {
+                     "PingResult": {"$record": "WiFiPingResult", "count": 10, "packetLoss": 0, "min": 0, "max": 0,
+                                    "avg": 0, "stddev": 0, "timestamp": true}}}}})",
+                "test.json: tests.\"3\".info.PingResult.timestamp: expected seconds since 2001-01-01 as a "
+                "number, or "
+                "a date, got a boolean"},
+        BadFile{
+            R"({"tests": {"46": {"result": true, "didPass": true, "info": {
+                     "PreferredNetwork": {"$record": "NetworkProfile", "security": 4, "isPasspoint": false,
+                                          "isEnabled": 1, "isCaptive": false, "isHidden": false, "isMultiAP": false}}}}})",
+            "test.json: tests.\"46\".info.PreferredNetwork.isEnabled: expected a boolean, got an integer"},
+        BadFile{R"({"tests": {"46": {"result": true, "didPass": true, "info": {
+                     "PreferredNetwork": {"$record": "NetworkProfile", "security": 4, "isPasspoint": false,
+                                          "isCaptive": false, "isHidden": false, "isMultiAP": false}}}}})",
+                "test.json: tests.\"46\".info.PreferredNetwork: a NetworkProfile record needs the field "
+                "\"isEnabled\""},
+        BadFile{R"({"tests": {"46": {"result": true, "didPass": true, "info": {
+                     "PreferredNetwork": {"$record": "NetworkProfile", "security": 4, "isPasspoint": false,
+                                          "isEnabled": true, "isCaptive": false, "isHidden": false, "isMultiAP": false,
+                                          "lastJoinedTimestamp": 816853333}}}}})",
+                "test.json: tests.\"46\".info.PreferredNetwork.lastJoinedTimestamp: expected an ISO 8601 "
+                "date string "
+                "or {\"$date\": ...}, got an integer"},
+        BadFile{R"({"tests": {"24": {"result": true, "didPass": true, "info": {
+                     "CurrentChannel": {"$record": "WiFiChannel", "channel": 44, "band": "5GHz"}}}}})",
+                "test.json: tests.\"24\".info.CurrentChannel.band: expected an integer, got a string"},
+        BadFile{
+            R"({"tests": {"24": {"result": true, "didPass": true, "info": {
+                     "CurrentChannel": {"$record": "WiFiChannel", "channel": 44, "$date": "x"}}}}})",
+            "test.json: tests.\"24\".info.CurrentChannel: an object has at most one tag, found \"$date\" and "
+            "\"$record\""}));
+
+INSTANTIATE_TEST_SUITE_P(
+    EventsAndAutomation, ScenarioErrors,
+    ::testing::Values(
+        BadFile{R"({"events": {}})", "test.json: events: expected an array of events, got an object"},
+        BadFile{R"({"events": [{"wifiPower": false}]})",
+                "test.json: events[0]: an event needs the key \"atMs\""},
+        BadFile{R"({"events": [{"atMs": 5}]})", "test.json: events[0]: an event needs the key \"wifiPower\""},
+        BadFile{R"({"events": [{"atMs": 5, "wifiPower": false, "power": true}]})",
+                "test.json: events[0].power: unknown key \"power\" in an event (known keys: atMs, comment, "
+                "wifiPower)"},
+        BadFile{R"({"events": [{"atMs": -5, "wifiPower": false}]})",
+                "test.json: events[0].atMs: expected an integer from 0 to 86400000, got -5"},
+        BadFile{R"({"automation": {"tap": "YES"}})",
+                "test.json: automation: expected an array of actions, got an object"},
+        BadFile{
+            R"({"automation": [{"tap": "YES"}, {}]})",
+            "test.json: automation[1]: an action needs one key (actions: tap, wifiPower, waitMs, snapshot, "
+            "tapNetwork, type, pullToRefresh, screenshot)"},
+        BadFile{R"({"automation": [{"tap": "YES", "waitMs": 5}]})",
+                "test.json: automation[0]: an action has exactly one key, found tap, waitMs"},
+        BadFile{R"({"automation": [{"tap": "YES"}, {"swipe": "left"}]})",
+                "test.json: automation[1].swipe: unknown action \"swipe\" (actions: tap, wifiPower, waitMs, "
+                "snapshot, "
+                "tapNetwork, type, pullToRefresh, screenshot)"},
+        BadFile{R"({"automation": [{"tap": ""}]})",
+                "test.json: automation[0].tap: expected a non-empty string"},
+        BadFile{R"({"automation": [{"tap": 1}]})",
+                "test.json: automation[0].tap: expected a string, got an integer"},
+        BadFile{R"({"automation": [{"waitMs": "1s"}]})",
+                "test.json: automation[0].waitMs: expected an integer, got a string"},
+        BadFile{R"({"automation": [{"snapshot": false}]})",
+                "test.json: automation[0].snapshot: \"snapshot\" takes true"},
+        BadFile{R"({"automation": [{"pullToRefresh": 1}]})",
+                "test.json: automation[0].pullToRefresh: expected a boolean, got an integer"},
+        BadFile{R"({"automation": [{"screenshot": ""}]})",
+                "test.json: automation[0].screenshot: expected a non-empty string"},
+        BadFile{R"({"automation": [{"type": null}]})",
+                "test.json: automation[0].type: expected a string, got null"},
+        BadFile{R"({"automation": ["tap"]})", "test.json: automation[0]: expected an object, got a string"}));
+
+// ----- files ---------------------------------------------------------------------------------
+
+TEST(ScenarioFiles, MissingFileIsNamed) {
+    try {
+        loadScenarioFile("/nonexistent/scenario.json");
+        FAIL() << "no error raised";
+    } catch (const ScenarioError& e) {
+        EXPECT_EQ(e.file(), QStringLiteral("/nonexistent/scenario.json"));
+        EXPECT_EQ(e.place(), QString());
+        EXPECT_EQ(std::string(e.what()),
+                  "/nonexistent/scenario.json: cannot be read: No such file or directory");
+    }
+}
+
+TEST(ScenarioFiles, ErrorsInAFileNameThePath) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString path = dir.filePath("bad.json");
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write("{\"device\": {\"power\": 1}}");
+    f.close();
+    try {
+        loadScenarioFile(path);
+        FAIL() << "no error raised";
+    } catch (const ScenarioError& e) {
+        EXPECT_EQ(e.file(), path);
+        EXPECT_EQ(e.place(), QStringLiteral("device.power"));
+        EXPECT_EQ(e.why(), QStringLiteral("expected a boolean, got an integer"));
+    }
+}
+
+TEST(ScenarioFiles, AutomationFiles) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const auto write = [&](const char* name, const char* text) {
+        QFile f(dir.filePath(name));
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(text);
+        return dir.filePath(name);
+    };
+    const auto bare = loadAutomationFile(write("a.json", R"([{"tap": "YES"}, {"waitMs": 10}])"));
+    ASSERT_EQ(bare.size(), 2u);
+    EXPECT_EQ(bare[0].tap, QStringLiteral("YES"));
+    EXPECT_EQ(bare[1].place, QStringLiteral("[1]"));
+    const auto wrapped =
+        loadAutomationFile(write("b.json", R"({"description": "d", "automation": [{"snapshot": true}]})"));
+    ASSERT_EQ(wrapped.size(), 1u);
+    EXPECT_EQ(wrapped[0].place, QStringLiteral("automation[0]"));
+    EXPECT_TRUE(wrapped[0].snapshot);
+
+    const auto errorOfFile = [](const QString& path) -> std::string {
+        try {
+            loadAutomationFile(path);
+        } catch (const ScenarioError& e) {
+            return QString::fromUtf8(e.what()).replace(path, "FILE").toStdString();
+        }
+        return "(no error)";
+    };
+    EXPECT_EQ(errorOfFile(write("c.json", R"({"description": "no actions"})")),
+              "FILE: the object has no \"automation\" key");
+    EXPECT_EQ(
+        errorOfFile(write("d.json", R"("tap")")),
+        "FILE: an automation file holds an array of actions or an object with \"automation\", got a string");
+    EXPECT_EQ(errorOfFile(write("e.json", R"([{"tap": "YES"}, {"tapp": "NO"}])")),
+              "FILE: [1].tapp: unknown action \"tapp\" (actions: tap, wifiPower, waitMs, snapshot, "
+              "tapNetwork, type, "
+              "pullToRefresh, screenshot)");
+    EXPECT_EQ(errorOfFile(write("f.json", "[{\"tap\": \"YES\"},\n {\"tap\": \"NO\"")),
+              "FILE: line 2, column 14: expected ',' or '}', found the end of the text");
+    EXPECT_EQ(errorOfFile(dir.filePath("none.json")), "FILE: cannot be read: No such file or directory");
+}
+
+// ----- the built-in scenario and the examples --------------------------------------------------
+
+TEST(BuiltInScenario, IsTheShippedDefaultFile) {
+    const Scenario builtIn = builtInScenario();
+    EXPECT_EQ(builtIn.file, QStringLiteral("(built-in)"));
+    const Scenario shipped = loadScenarioFile(scenarioPath("default.json"));
+    EXPECT_EQ(builtIn.description, shipped.description);
+    EXPECT_FALSE(builtIn.description.isEmpty());
+    ASSERT_EQ(builtIn.tests.size(), shipped.tests.size());
+    for (const auto& [id, answers] : shipped.tests) {
+        const DiagnosticsTestResultRef a = onlyResult(builtIn, id), b = onlyResult(shipped, id);
+        ASSERT_NE(a, nullptr) << id;
+        ASSERT_NE(b, nullptr) << id;
+        EXPECT_EQ(a->result, b->result) << id;
+        EXPECT_EQ(a->didPass, b->didPass) << id;
+        EXPECT_EQ(a->info ? toJson(*a->info) : QByteArray(), b->info ? toJson(*b->info) : QByteArray()) << id;
+    }
+}
+
+TEST(BuiltInScenario, IsAJoinedHomeDevice) {
+    const Scenario s = builtInScenario();
+    EXPECT_TRUE(s.device.wifiRadio);
+    EXPECT_TRUE(s.device.managerClient);
+    EXPECT_EQ(s.device.devices, 1);
+    EXPECT_TRUE(s.device.power);
+    EXPECT_FALSE(s.device.capabilities.count("wapi") && s.device.capabilities.at("wapi"));
+    ASSERT_EQ(s.status.size(), 1u);
+    EXPECT_EQ(s.status[0].kind, StatusAnswer::Kind::Joined);
+    EXPECT_FALSE(s.status[0].ssid.endsWith("_nomap"));
+    EXPECT_FALSE(s.automation.has_value());
+    EXPECT_TRUE(s.events.empty());
+}
+
+TEST(BuiltInScenario, AnswersEveryTestOfTheDiagnosticWithoutError) {
+    const std::set<std::int64_t> used = {14, 15, 16, 17, 22, 19, 18, 20, 47, 48, 29, 8,  34, 35,
+                                         38, 39, 40, 41, 42, 43, 44, 46, 45, 36, 37, 33, 3,  6,
+                                         12, 13, 7,  9,  11, 24, 25, 26, 27, 28, 32, 31, 30};
+    const Scenario s = builtInScenario();
+    for (const std::int64_t id : used) {
+        ASSERT_EQ(s.tests.count(id), 1u) << "test " << id << " is not answered";
+        EXPECT_EQ(s.tests.at(id)[0].error, nullptr) << id;
+        EXPECT_NE(onlyResult(s, id), nullptr) << id;
+    }
+    std::set<std::int64_t> named;
+    for (const auto& entry : s.tests) {
+        named.insert(entry.first);
+    }
+    EXPECT_EQ(named, used) << "the default answers IDs the diagnostic never asks for";
+}
+
+TEST(BuiltInScenario, DetailsPassTheirGates) {
+    const Scenario s = builtInScenario();
+    // Device: the IPv4 method shows only when the test does not pass.
+    EXPECT_FALSE(onlyResult(s, 14)->didPass);
+    EXPECT_TRUE(infoValue(onlyResult(s, 14), "IPv4ConfigMethod").isString());
+    EXPECT_EQ(infoValue(onlyResult(s, 19), "BTConnectedCount").kind(), Value::Kind::Int);
+    EXPECT_EQ(infoValue(onlyResult(s, 18), "BTPairedCount").kind(), Value::Kind::Int);
+    EXPECT_EQ(infoValue(onlyResult(s, 47), "PNLCount").kind(), Value::Kind::Int);
+    // Current network configuration.
+    EXPECT_TRUE(infoValue(onlyResult(s, 34), "BeaconInterval").isNumber());
+    EXPECT_TRUE(infoValue(onlyResult(s, 35), "DTIMInterval").isNumber());
+    for (const int id : {38, 39, 40}) {
+        EXPECT_EQ(infoValue(onlyResult(s, id), "Security"), Value::string("WPA2 Personal")) << id;
+    }
+    EXPECT_EQ(infoValue(onlyResult(s, 42), "NetworkName"), Value::string(s.status[0].ssid));
+    const auto profile = infoValue(onlyResult(s, 46), "PreferredNetwork").recordAs<NetworkProfile>();
+    ASSERT_NE(profile, nullptr);
+    EXPECT_EQ(profile->ssidString, s.status[0].ssid);
+    EXPECT_TRUE(profile->lastJoinedTimestamp.has_value());
+    EXPECT_EQ(infoValue(onlyResult(s, 36), "SupportedPHYModes").kind(), Value::Kind::Array);
+    EXPECT_EQ(infoValue(onlyResult(s, 37), "SupportedPHYModes").kind(), Value::Kind::Array);
+    EXPECT_TRUE(onlyResult(s, 33)->didPass);  // the model name shows only when the test passes
+    EXPECT_TRUE(infoValue(onlyResult(s, 33), "HarbexModelName").isString());
+    // Connectivity: both pings pass and carry statistics from the Wi-Fi interface.
+    for (const int id : {3, 6}) {
+        EXPECT_TRUE(onlyResult(s, id)->didPass) << id;
+        const auto ping = infoValue(onlyResult(s, id), "PingResult").recordAs<WiFiPingResult>();
+        ASSERT_NE(ping, nullptr) << id;
+        EXPECT_EQ(ping->interfaceName, QStringLiteral("wlan0"));
+        EXPECT_GT(ping->count, 0);
+        EXPECT_LE(ping->min, ping->avg);
+        EXPECT_LE(ping->avg, ping->max);
+        EXPECT_GT(ping->timestamp, 0.0);
+    }
+    // Radio environment.
+    const char* channels[] = {"CurrentChannel", "2GHzChannel", "5GHzChannel", "5GHz40MHzChannel",
+                              "5GHzNonDFSChannel"};
+    for (const char* key : channels) {
+        EXPECT_NE(infoValue(onlyResult(s, 24), key).recordAs<WiFiChannel>(), nullptr) << key;
+    }
+    for (const int id : {25, 26}) {
+        for (const char* key : {"2GHzChannel", "5GHzChannel", "5GHz40MHzChannel", "5GHzNonDFSChannel"}) {
+            EXPECT_NE(infoValue(onlyResult(s, id), key).recordAs<WiFiChannel>(), nullptr) << id << key;
+        }
+    }
+    EXPECT_EQ(infoValue(onlyResult(s, 28), "AdoptedCountryCode"), Value::string("US"));
+    const std::int64_t rssi = infoValue(onlyResult(s, 32), "RSSI").toInt();
+    const std::int64_t noise = infoValue(onlyResult(s, 32), "Noise").toInt();
+    EXPECT_EQ(infoValue(onlyResult(s, 32), "RSSI").kind(), Value::Kind::Int);
+    EXPECT_TRUE(rssi < -30 && rssi > -90 && noise < rssi);
+}
+
+TEST(BuiltInScenario, ScanResultsLookLikeARealNeighbourhood) {
+    const Scenario s = builtInScenario();
+    const DiagnosticsTestResultRef scan = onlyResult(s, 31);
+    EXPECT_FALSE(scan->result);  // the scan did find networks
+    EXPECT_TRUE(scan->didPass);  // so the list is read
+    const ArrayRef list = infoValue(scan, "ScanResults").toArray();
+    ASSERT_NE(list, nullptr);
+    EXPECT_GE(list->size(), 12u);
+    int hidden = 0, band2 = 0, band5 = 0;
+    bool joinedFound = false;
+    std::set<QString> bssids;
+    for (const Value& v : *list) {
+        const auto r = v.recordAs<WiFiScanResult>();
+        ASSERT_NE(r, nullptr);
+        EXPECT_TRUE(r->rssi <= -40 && r->rssi >= -95) << r->bssid.toStdString();
+        EXPECT_TRUE(bssids.insert(r->bssid).second) << "bssid twice: " << r->bssid.toStdString();
+        hidden += r->ssidString ? 0 : 1;
+        ASSERT_TRUE(r->channel.has_value());
+        (*r->channel <= 14 ? band2 : band5) += 1;
+        joinedFound |= r->bssid == s.status[0].bssid && r->ssidString == s.status[0].ssid;
+    }
+    EXPECT_GE(hidden, 1);
+    EXPECT_GE(band2, 4);
+    EXPECT_GE(band5, 4);
+    EXPECT_TRUE(joinedFound) << "the joined access point is not among the scan results";
+
+    const DiagnosticsTestResultRef hiddenScan = onlyResult(s, 30);
+    EXPECT_FALSE(hiddenScan->didPass);  // so the hidden networks are counted
+    const ArrayRef hiddenList = infoValue(hiddenScan, "ScanResults").toArray();
+    ASSERT_NE(hiddenList, nullptr);
+    EXPECT_EQ(static_cast<int>(hiddenList->size()), hidden);
+    for (const Value& v : *hiddenList) {
+        EXPECT_FALSE(v.recordAs<WiFiScanResult>()->ssidString.has_value());
+    }
+}
+
+TEST(ExampleScenarios, AllLoadAndDescribeThemselves) {
+    const QDir dir(QStringLiteral(WIFIPROFILE_SOURCE_DIR "/scenarios"));
+    const QStringList files = dir.entryList({"*.json"}, QDir::Files, QDir::Name);
+    EXPECT_GE(files.size(), 7);
+    for (const QString& name : files) {
+        const Scenario s = loadScenarioFile(dir.filePath(name));
+        EXPECT_FALSE(s.description.isEmpty()) << name.toStdString();
+    }
+}
+
+TEST(ExampleScenarios, ListModeEndings) {
+    const Scenario noRadio = loadScenarioFile(scenarioPath("list-no-radio.json"));
+    EXPECT_FALSE(noRadio.device.wifiRadio);
+    const Scenario noDevice = loadScenarioFile(scenarioPath("list-no-device.json"));
+    EXPECT_TRUE(noDevice.device.wifiRadio && noDevice.device.managerClient);
+    EXPECT_EQ(noDevice.device.devices, 0);
+
+    const auto taps = [](const Scenario& s) {
+        QStringList out;
+        for (const AutomationAction& a : s.automation.value_or(std::vector<AutomationAction>{})) {
+            if (a.tap) {
+                out.append(*a.tap);
+            }
+        }
+        return out;
+    };
+    const Scenario decline = loadScenarioFile(scenarioPath("list-power-off-decline.json"));
+    EXPECT_FALSE(decline.device.power);
+    EXPECT_EQ(taps(decline), QStringList{"NO"});
+    const Scenario accept = loadScenarioFile(scenarioPath("list-power-on-accept.json"));
+    EXPECT_FALSE(accept.device.power);
+    EXPECT_EQ(taps(accept), (QStringList{"YES", "NEXT"}));
+    const Scenario offDuringList = loadScenarioFile(scenarioPath("list-power-off-during-list.json"));
+    EXPECT_TRUE(offDuringList.device.power);
+    bool turnsOff = false;
+    for (const AutomationAction& a : offDuringList.automation.value_or(std::vector<AutomationAction>{})) {
+        turnsOff |= a.wifiPower == false;
+    }
+    for (const ScenarioEvent& e : offDuringList.events) {
+        turnsOff |= e.wifiPower == false;
+    }
+    EXPECT_TRUE(turnsOff);
+}
+
+TEST(ExampleScenarios, OddAnswersCoverTheAwkwardShapes) {
+    const Scenario s = loadScenarioFile(scenarioPath("odd-answers.json"));
+    bool serviceError = false, zeroCodeWithResults = false, emptyResults = false, absentArray = false,
+         absentElement = false, severalResults = false, successive = false;
+    for (const auto& [id, answers] : s.tests) {
+        successive |= answers.size() > 1;
+        for (const TestAnswer& a : answers) {
+            serviceError |= a.error && a.error->code != 0;
+            zeroCodeWithResults |= a.error && a.error->code == 0 && a.results && !a.results->empty();
+            emptyResults |= a.results && a.results->empty();
+            absentArray |= !a.error && !a.results;
+            absentElement |= a.results && !a.results->empty() && a.results->front() == nullptr;
+            severalResults |= a.results && a.results->size() > 1;
+        }
+    }
+    EXPECT_TRUE(serviceError);
+    EXPECT_TRUE(zeroCodeWithResults);
+    EXPECT_TRUE(emptyResults);
+    EXPECT_TRUE(absentArray);
+    EXPECT_TRUE(absentElement);
+    EXPECT_TRUE(severalResults);
+    EXPECT_TRUE(successive);
+    bool statusError = false;
+    for (const StatusAnswer& a : s.status) {
+        statusError |= a.kind == StatusAnswer::Kind::Error;
+    }
+    EXPECT_TRUE(statusError);
+}
