@@ -2,7 +2,8 @@
 // A small touch-style UI toolkit on Qt Widgets: views, labels, a progress bar, a navigation bar
 // with its item and bar buttons, and alerts (message, buttons in order with their styles, one
 // optional text field). Everything renders the same in a window or off screen, and every element
-// can describe its state as data for automation and tests.
+// can describe its state as data for automation and tests. As on a touch platform, a toolkit view
+// made inside a parent appears with it unless hidden.
 
 #include "platform/foundation/Value.h"
 
