@@ -1,0 +1,69 @@
+#pragma once
+// Plays an automation script against a running diagnostic, one action at a time, each when the
+// diagnostic is idle (no dispatch work queued, running or waiting on a timer) or, for a tap, as
+// soon as the alert holding the button is shown.
+
+#include "host/EventStream.h"
+
+#include "platform/host/Extension.h"
+#include "platform/wifi/sim/Scenario.h"
+#include "platform/wifi/sim/SimBackend.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace host {
+
+class AutomationPlayer : public QObject {
+    Q_OBJECT
+  public:
+    // file names where the actions were written, for messages.
+    AutomationPlayer(std::vector<platform::sim::AutomationAction> actions, QString file,
+                     platform::DiagnosticExtension* extension,
+                     std::shared_ptr<platform::HostDiagnosticViewController> controller,
+                     std::shared_ptr<platform::sim::SimBackend> backend, EventStream* events);
+
+    // The first action this player cannot play, as "at PLACE: why", or absent when it can play all.
+    static std::optional<QString> unsupportedAction(
+        const std::vector<platform::sim::AutomationAction>& actions);
+
+    // Called once when an action cannot be performed; the player has stopped by then.
+    void setFailureHandler(std::function<void(const QString& place, const QString& why)> handler) {
+        failed_ = std::move(handler);
+    }
+
+    void start();
+    void stop();
+    std::size_t remaining() const { return actions_.size() - next_; }
+    // Where the next action to play stands, or empty when all were played.
+    QString nextPlace() const { return next_ < actions_.size() ? actions_[next_].place : QString(); }
+    const QString& file() const { return file_; }
+
+  private:
+    void step();
+    // Answers whether the action at next_ is done (or failed); false means try again later.
+    bool perform(const platform::sim::AutomationAction& action, bool idle);
+    bool tap(const platform::sim::AutomationAction& action, bool idle);
+    void record(const platform::sim::AutomationAction& action);
+    void fail(const platform::sim::AutomationAction& action, const QString& why);
+
+    std::vector<platform::sim::AutomationAction> actions_;
+    QString file_;
+    platform::DiagnosticExtension* extension_;
+    std::shared_ptr<platform::HostDiagnosticViewController> controller_;
+    std::shared_ptr<platform::sim::SimBackend> backend_;
+    EventStream* events_;
+    std::function<void(const QString&, const QString&)> failed_;
+    QTimer poll_;
+    std::size_t next_ = 0;
+    std::optional<qint64> waitUntilMs_;  // while a waitMs action runs
+    QElapsedTimer clock_;
+};
+
+}  // namespace host

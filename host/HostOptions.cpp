@@ -1,0 +1,181 @@
+#include "host/HostOptions.h"
+
+#include "platform/foundation/JsonReader.h"
+
+namespace host {
+
+namespace {
+
+// The parameters the diagnostic gets when the command line names none.
+constexpr const char* kDefaultParameters = R"({"maxScanCacheAge": 60, "reprofileWithUI": false})";
+
+// The event loop's timers count milliseconds in an int.
+constexpr double kMaxTimeoutSeconds = 2000000.0;
+
+// Shorthand options, each setting one key of the parameters dictionary over --parameters.
+struct Shorthand {
+    const char* option;
+    const char* key;
+    enum class Kind { String, Scalar, True } kind;  // Scalar: a JSON number or boolean, else a string
+};
+constexpr Shorthand kShorthands[] = {
+    {"--network-name", "networkName", Shorthand::Kind::String},
+    {"--max-scan-cache-age", "maxScanCacheAge", Shorthand::Kind::Scalar},
+    {"--list", "reprofileWithUI", Shorthand::Kind::True},
+};
+
+const Shorthand* findShorthand(const QString& option) {
+    for (const auto& s : kShorthands) {
+        if (option == QLatin1String(s.option)) {
+            return &s;
+        }
+    }
+    return nullptr;
+}
+
+// A shorthand's value as the diagnostic will see it: "60" is the number 60, "true" a boolean;
+// anything else stays text, so the diagnostic's own check can say what is wrong with it.
+platform::Value scalarFromArgument(const QString& text) {
+    if (const auto v = platform::tryParseJson(text.toUtf8()); v && (v->isNumber() || v->isBool())) {
+        return *v;
+    }
+    return platform::Value::string(text);
+}
+
+bool takesValue(const QString& option) {
+    static const QStringList withValue = {"--parameters", "--scenario", "--automation",
+                                          "--events",     "--timeout",  "--plugin"};
+    if (withValue.contains(option)) {
+        return true;
+    }
+    const Shorthand* s = findShorthand(option);
+    return s && s->kind != Shorthand::Kind::True;
+}
+
+}  // namespace
+
+std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOptionsError* error) {
+    auto fail = [error](HostOptionsError::Kind kind, const QString& message) {
+        if (error) {
+            *error = HostOptionsError{kind, message};
+        }
+        return std::nullopt;
+    };
+
+    HostOptions options;
+    std::optional<QByteArray> parametersText;
+    std::vector<std::pair<const Shorthand*, QString>> shorthands;
+
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        QString option = arguments[i];
+        std::optional<QString> value;
+        if (const qsizetype eq = option.indexOf(u'='); option.startsWith(QLatin1String("--")) && eq > 0) {
+            value = option.mid(eq + 1);
+            option = option.left(eq);
+        }
+        const bool known = option == QLatin1String("--help") || option == QLatin1String("-h") ||
+                           option == QLatin1String("--ui") || takesValue(option) || findShorthand(option);
+        if (!known) {
+            return fail(HostOptionsError::Kind::Usage,
+                        QStringLiteral("unknown option %1 (see --help)").arg(arguments[i]));
+        }
+        if (takesValue(option)) {
+            if (!value) {
+                if (i + 1 >= arguments.size()) {
+                    return fail(HostOptionsError::Kind::Usage,
+                                QStringLiteral("%1 needs a value").arg(option));
+                }
+                value = arguments[++i];
+            }
+        } else if (value) {
+            return fail(HostOptionsError::Kind::Usage, QStringLiteral("%1 takes no value").arg(option));
+        }
+
+        if (option == QLatin1String("--help") || option == QLatin1String("-h")) {
+            options.help = true;
+        } else if (option == QLatin1String("--ui")) {
+            options.ui = true;
+        } else if (option == QLatin1String("--parameters")) {
+            parametersText = value->toUtf8();
+        } else if (option == QLatin1String("--scenario")) {
+            options.scenarioPath = *value;
+        } else if (option == QLatin1String("--automation")) {
+            options.automationPath = *value;
+        } else if (option == QLatin1String("--events")) {
+            options.eventsPath = *value;
+        } else if (option == QLatin1String("--plugin")) {
+            options.pluginPath = *value;
+        } else if (option == QLatin1String("--timeout")) {
+            bool ok = false;
+            const double seconds = value->toDouble(&ok);
+            if (!ok || !(seconds > 0.0) || seconds > kMaxTimeoutSeconds) {
+                return fail(
+                    HostOptionsError::Kind::Usage,
+                    QStringLiteral("--timeout must be a number of seconds above 0 and at most %1, got \"%2\"")
+                        .arg(QString::number(kMaxTimeoutSeconds, 'f', 0), *value));
+            }
+            options.timeoutSeconds = seconds;
+        } else {
+            shorthands.emplace_back(findShorthand(option), value.value_or(QString()));
+        }
+    }
+
+    const QByteArray text = parametersText.value_or(QByteArray(kDefaultParameters));
+    platform::Value parsed = platform::Value::null();
+    try {
+        parsed = platform::parseJson(text);
+    } catch (const platform::JsonParseError& e) {
+        return fail(HostOptionsError::Kind::Parameters, QStringLiteral("--parameters: %1").arg(e.message()));
+    }
+    if (parsed.kind() != platform::Value::Kind::Dictionary) {
+        return fail(
+            HostOptionsError::Kind::Parameters,
+            QStringLiteral("--parameters: must be a JSON object, got %1 %2")
+                .arg(QString::fromUtf8(platform::Value::kindName(parsed.kind())), parsed.description()));
+    }
+    options.parameters = parsed.toDictionary();
+    for (const auto& [shorthand, value] : shorthands) {
+        const QString key = QString::fromUtf8(shorthand->key);
+        switch (shorthand->kind) {
+            case Shorthand::Kind::String:
+                options.parameters->set(key, platform::Value::string(value));
+                break;
+            case Shorthand::Kind::Scalar:
+                options.parameters->set(key, scalarFromArgument(value));
+                break;
+            case Shorthand::Kind::True:
+                options.parameters->set(key, platform::Value::boolean(true));
+                break;
+        }
+    }
+    return options;
+}
+
+QString hostUsage() {
+    return QStringLiteral(
+               "Usage: wifi-profile [options]\n"
+               "\n"
+               "Runs the diagnostic on a simulated device and prints its result as JSON:\n"
+               "  {\"statusCode\": N, \"data\": {...}}\n"
+               "\n"
+               "Parameters:\n"
+               "  --parameters JSON          the raw parameters dictionary (default %1)\n"
+               "  --network-name NAME        sets \"networkName\"\n"
+               "  --list                     sets \"reprofileWithUI\" to true\n"
+               "  --max-scan-cache-age N     sets \"maxScanCacheAge\"\n"
+               "Run:\n"
+               "  --scenario FILE            the simulated device and its answers (default: built in)\n"
+               "  --automation FILE          user actions to play (default: the scenario's own)\n"
+               "  --ui                       show the diagnostic in a window (default: off screen)\n"
+               "  --timeout SECONDS          give up after this long (default 600)\n"
+               "  --plugin PATH              the diagnostic plugin (default: the one installed beside)\n"
+               "Output:\n"
+               "  --events FILE              write observable events as JSON lines to FILE\n"
+               "  --help                     show this text\n"
+               "\n"
+               "Exit codes: 0 finished; 2 parameters rejected; 3 scenario or automation unusable;\n"
+               "4 not finished within the timeout; 1 anything else.\n")
+        .arg(QString::fromUtf8(kDefaultParameters));
+}
+
+}  // namespace host

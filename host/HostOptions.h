@@ -1,0 +1,39 @@
+#pragma once
+// The host's command line: what to run (plugin, parameters, scenario, automation), how (window or
+// off screen, time limit) and where observable events go.
+
+#include "platform/foundation/Value.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace host {
+
+struct HostOptions {
+    platform::DictionaryRef parameters;   // the raw parameters dictionary handed to the diagnostic
+    std::optional<QString> scenarioPath;  // absent: the built-in scenario
+    std::optional<QString> automationPath;
+    std::optional<QString> eventsPath;
+    std::optional<QString> pluginPath;  // absent: the diagnostic installed beside the host
+    bool ui = false;
+    double timeoutSeconds = 600.0;
+    bool help = false;
+};
+
+// Why the command line cannot be used. A problem with the parameters themselves (unreadable JSON)
+// is told apart from a misuse of the command line, since they end with different exit codes.
+struct HostOptionsError {
+    enum class Kind { Usage, Parameters };
+    Kind kind = Kind::Usage;
+    QString message;
+};
+
+// Reads arguments (without the program name). Answers the options, or sets *error and answers
+// std::nullopt.
+std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOptionsError* error);
+
+QString hostUsage();
+
+}  // namespace host

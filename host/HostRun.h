@@ -1,0 +1,74 @@
+#pragma once
+// One run of a diagnostic by the host: install the simulated device, load the diagnostic plugin,
+// validate its parameters, set it up, start it, play the automation script, print the result when
+// it first finishes, tear it down, let its work drain and report what it left behind.
+
+#include "host/AutomationPlayer.h"
+#include "host/EventStream.h"
+#include "host/HostOptions.h"
+
+#include "platform/host/Extension.h"
+#include "platform/wifi/sim/SimBackend.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+namespace host {
+
+// The host's exit codes.
+enum ExitCode : int {
+    kExitFinished = 0,
+    kExitOther = 1,
+    kExitParametersRejected = 2,
+    kExitScenarioUnusable = 3,
+    kExitTimedOut = 4,
+};
+
+class HostRun {
+  public:
+    explicit HostRun(HostOptions options);
+    ~HostRun();
+    HostRun(const HostRun&) = delete;
+    HostRun& operator=(const HostRun&) = delete;
+
+    // Runs the diagnostic to its end inside the application's event loop; answers the exit code.
+    int run();
+
+  private:
+    int prepare();  // everything before the event loop; answers -1 when the run may go on
+    void startDiagnostic();
+    void onFinished(bool finished, std::optional<platform::Value> statusCode);
+    void onFirstFinish();
+    void onTimeout();
+    void onAutomationFailure(const QString& place, const QString& why);
+    // Ends the run with code: tears the diagnostic down and leaves the event loop.
+    void conclude(int code);
+    int drainAndReport(int code);
+    void startWatchdog();
+    void stopWatchdog();
+
+    void printResult(bool finished);
+    void error(const QString& message);
+
+    HostOptions options_;
+    EventStream events_;
+    std::shared_ptr<platform::sim::SimBackend> backend_;
+    platform::DiagnosticExtension* extension_ = nullptr;
+    std::shared_ptr<platform::HostDiagnosticInputs> inputs_;
+    std::shared_ptr<platform::HostDiagnosticViewController> controller_;
+    std::unique_ptr<AutomationPlayer> player_;
+
+    std::atomic<bool> concluded_{false};  // the result was printed (or the run failed) once
+    std::atomic<int> exitCode_{kExitOther};
+
+    std::mutex watchdogMutex_;
+    std::condition_variable watchdogWake_;
+    bool watchdogCancelled_ = false;
+    std::thread watchdog_;
+};
+
+}  // namespace host

@@ -1,0 +1,35 @@
+// wifi-profile: the diagnostics host. Loads the diagnostic plugin, runs it on the simulated device
+// (in a window with --ui, off screen otherwise), prints its result as JSON and exits with a code
+// that says how the run went.
+
+#include "host/HostOptions.h"
+#include "host/HostRun.h"
+
+#include <QApplication>
+
+#include <cstdio>
+
+int main(int argc, char** argv) {
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i) {
+        arguments << QString::fromLocal8Bit(argv[i]);
+    }
+    host::HostOptionsError problem;
+    const auto options = host::parseHostOptions(arguments, &problem);
+    if (!options) {
+        std::fprintf(stderr, "wifi-profile: %s\n", problem.message.toLocal8Bit().constData());
+        return problem.kind == host::HostOptionsError::Kind::Parameters ? host::kExitParametersRejected
+                                                                        : host::kExitOther;
+    }
+    if (options->help) {
+        std::fputs(host::hostUsage().toLocal8Bit().constData(), stdout);
+        return host::kExitFinished;
+    }
+    if (!options->ui) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");  // no display needed, and the screen works the same
+    }
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("wifi-profile"));
+    host::HostRun run(*options);
+    return run.run();
+}
