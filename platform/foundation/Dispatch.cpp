@@ -142,20 +142,37 @@ bool isMainThread() {
     return app && QThread::currentThread() == app->thread();
 }
 
+namespace {
+// Main-queue jobs wait here, under a mutex the thread checkers see, rather than inside the posted
+// Qt event: the event only says "run the next job".
+std::mutex gMainJobsMutex;
+std::deque<Job> gMainJobs;
+
+void runNextMainJob() {
+    Job job;
+    {
+        std::lock_guard lock(gMainJobsMutex);
+        job = std::move(gMainJobs.front());
+        gMainJobs.pop_front();
+    }
+    job();
+    job = nullptr;
+    --gMainPending;
+}
+}  // namespace
+
 void async(Queue queue, Job job) {
     if (queue == Queue::Global) {
         GlobalPool::instance().submit(std::move(job));
         return;
     }
     ++gMainPending;
+    {
+        std::lock_guard lock(gMainJobsMutex);
+        gMainJobs.push_back(std::move(job));
+    }
     QMetaObject::invokeMethod(
-        QCoreApplication::instance(),
-        [job = std::move(job)]() mutable {
-            job();
-            job = nullptr;
-            --gMainPending;
-        },
-        Qt::QueuedConnection);
+        QCoreApplication::instance(), [] { runNextMainJob(); }, Qt::QueuedConnection);
 }
 
 void sync(Queue queue, Job job) {
@@ -163,14 +180,17 @@ void sync(Queue queue, Job job) {
         job();
         return;
     }
-    ++gMainPending;
-    QMetaObject::invokeMethod(
-        QCoreApplication::instance(),
-        [&job] {
-            job();
-            --gMainPending;
-        },
-        Qt::BlockingQueuedConnection);
+    std::mutex doneMutex;
+    std::condition_variable doneChanged;
+    bool done = false;
+    async(Queue::Main, [&] {
+        job();
+        std::lock_guard lock(doneMutex);
+        done = true;
+        doneChanged.notify_one();
+    });
+    std::unique_lock lock(doneMutex);
+    doneChanged.wait(lock, [&] { return done; });
 }
 
 void asyncAfter(Queue queue, std::chrono::nanoseconds delay, Job job) {
