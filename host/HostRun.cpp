@@ -85,6 +85,8 @@ void HostRun::error(const QString& message) {
 int HostRun::run() {
     const int early = prepare();
     if (early >= 0) {
+        platform::TestAutomation::sharedInstance()->setConfigurationObserver(nullptr);
+        platform::setLogSink(nullptr);
         return early;
     }
     startWatchdog();
