@@ -69,13 +69,15 @@ class HostRunTest : public ::testing::Test {
     }
 
     // Runs the host with arguments and an events file; every events line must be a JSON object.
-    HostRun run(QStringList arguments) {
+    HostRun run(QStringList arguments,
+                const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
         const QString eventsPath = dir.filePath(QStringLiteral("events-%1.jsonl").arg(++runs));
         arguments = QStringList{QStringLiteral("--events"), eventsPath} + arguments;
         HostRun r;
         QProcess process;
         process.setProgram(kHost);
         process.setArguments(arguments);
+        process.setProcessEnvironment(environment);
         const auto started = std::chrono::steady_clock::now();
         process.start();
         EXPECT_TRUE(process.waitForStarted(10000)) << str(process.errorString());
@@ -408,6 +410,34 @@ TEST_F(HostRunTest, CommandLineMisuseIsAnOtherFailure) {
     EXPECT_TRUE(r.err.contains(QStringLiteral("--scenario needs a value")));
 }
 
+TEST_F(HostRunTest, UnwritableEventsFileIsAnOtherFailure) {
+    const HostRun r =
+        run({QStringLiteral("--events"), dir.filePath(QStringLiteral("no/such/dir/events.jsonl"))});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(r.err.contains(QStringLiteral("wifi-profile: cannot write events to %1")
+                                   .arg(dir.filePath(QStringLiteral("no/such/dir/events.jsonl")))))
+        << str(r.err);
+    EXPECT_TRUE(r.out.isEmpty());
+}
+
+TEST_F(HostRunTest, WindowModeRunsTheSameScript) {
+    // The window goes to Qt's off-screen platform here, since a test has no display.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    const QString path =
+        write(QStringLiteral("decline.json"),
+              R"({"device": {"power": false}, "automation": [{"snapshot": true}, {"tap": "NO"}]})");
+    const HostRun windowed = run(
+        {QStringLiteral("--ui"), QStringLiteral("--scenario"), path, QStringLiteral("--list")}, environment);
+    const HostRun offscreen = run({QStringLiteral("--scenario"), path, QStringLiteral("--list")});
+    ASSERT_EQ(windowed.exitCode, 0) << str(windowed.err);
+    EXPECT_EQ(windowed.out, offscreen.out);
+    ASSERT_EQ(windowed.eventsOf(QStringLiteral("snapshot")).size(), 1u);
+    ASSERT_EQ(offscreen.eventsOf(QStringLiteral("snapshot")).size(), 1u);
+    EXPECT_EQ(json(field(windowed.eventsOf(QStringLiteral("snapshot"))[0], "screen")),
+              json(field(offscreen.eventsOf(QStringLiteral("snapshot"))[0], "screen")));
+}
+
 // ---- events ----------------------------------------------------------------------------------------
 
 TEST_F(HostRunTest, EventsRecordRequestsAndTheFinishInTimeOrder) {
@@ -704,6 +734,18 @@ TEST_F(HostRunTest, TapOnTheNavigationBarsButtonRunsItsAction) {
     EXPECT_EQ(
         json(field(snapshots[0], "screen")),
         R"({"labels": [], "progress": [], "rightButton": {"enabled": true, "title": "Next"}, "title": "Probe"})");
+}
+
+TEST_F(HostRunTest, AWaitHoldsTheNextActionBack) {
+    const QString actions = write(QStringLiteral("wait.json"), R"([{"waitMs": 300}, {"tap": "NEXT"}])");
+    QStringList arguments = probe("enabledNext");
+    arguments << QStringLiteral("--automation") << actions;
+    const HostRun r = run(arguments);
+    ASSERT_EQ(r.exitCode, 0) << str(r.err);
+    const auto played = r.eventsOf(QStringLiteral("automation"));
+    ASSERT_EQ(played.size(), 2u);
+    EXPECT_EQ(json(field(played[0], "action")), R"({"waitMs": 300})");
+    EXPECT_GE(field(played[1], "time").toInt() - field(played[0], "time").toInt(), 300);
 }
 
 TEST_F(HostRunTest, TapOnADisabledNavigationButtonIsRefused) {
