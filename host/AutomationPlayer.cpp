@@ -40,7 +40,6 @@ AutomationPlayer::AutomationPlayer(std::vector<AutomationAction> actions, QStrin
       events_(events) {
     poll_.setInterval(kPollIntervalMs);
     connect(&poll_, &QTimer::timeout, this, &AutomationPlayer::step);
-    clock_.start();
 }
 
 std::optional<QString> AutomationPlayer::unsupportedAction(const std::vector<AutomationAction>& actions) {
@@ -81,9 +80,10 @@ bool AutomationPlayer::perform(const AutomationAction& action, bool idle) {
         // A wait is measured from when it is reached, busy or not.
         if (!waitUntilMs_) {
             record(action);
-            waitUntilMs_ = clock_.elapsed() + std::max(0, *action.waitMs);
+            // On the events' clock, so that the recorded times show the whole wait.
+            waitUntilMs_ = events_->elapsedMs() + std::max(0, *action.waitMs);
         }
-        if (clock_.elapsed() < *waitUntilMs_) {
+        if (events_->elapsedMs() < *waitUntilMs_) {
             return false;
         }
         waitUntilMs_.reset();

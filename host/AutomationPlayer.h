@@ -9,7 +9,6 @@
 #include "platform/wifi/sim/Scenario.h"
 #include "platform/wifi/sim/SimBackend.h"
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 
@@ -62,8 +61,7 @@ class AutomationPlayer : public QObject {
     std::function<void(const QString&, const QString&)> failed_;
     QTimer poll_;
     std::size_t next_ = 0;
-    std::optional<qint64> waitUntilMs_;  // while a waitMs action runs
-    QElapsedTimer clock_;
+    std::optional<qint64> waitUntilMs_;  // while a waitMs action runs, on the events' clock
 };
 
 }  // namespace host
