@@ -27,6 +27,14 @@ int main(int argc, char** argv) {
     }
     if (!options->ui) {
         qputenv("QT_QPA_PLATFORM", "offscreen");  // no display needed, and the screen works the same
+    } else if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
+               qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
+        // Qt would abort without a display; say what is missing instead.
+        std::fputs(
+            "wifi-profile: --ui needs a display (DISPLAY or WAYLAND_DISPLAY is not set); run without --ui "
+            "to work off screen\n",
+            stderr);
+        return host::kExitOther;
     }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("wifi-profile"));

@@ -438,6 +438,17 @@ TEST_F(HostRunTest, WindowModeRunsTheSameScript) {
               json(field(offscreen.eventsOf(QStringLiteral("snapshot"))[0], "screen")));
 }
 
+TEST_F(HostRunTest, WindowModeWithoutADisplayIsRefusedPlainly) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
+        environment.remove(QLatin1String(name));
+    }
+    const HostRun r = run({QStringLiteral("--ui")}, environment);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(r.err.contains(QStringLiteral("wifi-profile: --ui needs a display"))) << str(r.err);
+    EXPECT_TRUE(r.out.isEmpty());
+}
+
 // ---- events ----------------------------------------------------------------------------------------
 
 TEST_F(HostRunTest, EventsRecordRequestsAndTheFinishInTimeOrder) {
