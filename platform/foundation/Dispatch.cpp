@@ -95,10 +95,10 @@ class TimerThread {
         return *timer;
     }
 
-    void schedule(std::chrono::nanoseconds delay, Queue queue, Job job) {
+    void schedule(std::chrono::nanoseconds delay, Queue queue, Job job, bool counted) {
         std::lock_guard lock(mutex_);
         const auto due = std::chrono::steady_clock::now() + delay;
-        timers_.emplace(due, std::make_pair(queue, std::move(job)));
+        timers_.emplace(due, Timer{queue, std::move(job), counted});
         if (!started_) {
             started_ = true;
             std::thread([this] { run(); }).detach();
@@ -121,9 +121,12 @@ class TimerThread {
             }
             auto node = timers_.extract(timers_.begin());
             lock.unlock();
-            auto [queue, job] = std::move(node.mapped());
-            async(queue, std::move(job));  // counted on its queue before leaving the delayed count
-            --gDelayedPending;
+            Timer timer = std::move(node.mapped());
+            async(timer.queue,
+                  std::move(timer.job));  // counted on its queue before leaving the delayed count
+            if (timer.counted) {
+                --gDelayedPending;
+            }
             GlobalPool::instance().notifyDrainWaiters();
             lock.lock();
         }
@@ -131,7 +134,12 @@ class TimerThread {
 
     std::mutex mutex_;
     std::condition_variable wake_;
-    std::multimap<std::chrono::steady_clock::time_point, std::pair<Queue, Job>> timers_;
+    struct Timer {
+        Queue queue;
+        Job job;
+        bool counted;
+    };
+    std::multimap<std::chrono::steady_clock::time_point, Timer> timers_;
     bool started_ = false;
 };
 
@@ -193,9 +201,11 @@ void sync(Queue queue, Job job) {
     doneChanged.wait(lock, [&] { return done; });
 }
 
-void asyncAfter(Queue queue, std::chrono::nanoseconds delay, Job job) {
-    ++gDelayedPending;
-    TimerThread::instance().schedule(delay, queue, std::move(job));
+void asyncAfter(Queue queue, std::chrono::nanoseconds delay, Job job, bool countsAsActivity) {
+    if (countsAsActivity) {
+        ++gDelayedPending;
+    }
+    TimerThread::instance().schedule(delay, queue, std::move(job), countsAsActivity);
 }
 
 Activity activity() {

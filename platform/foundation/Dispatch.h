@@ -29,8 +29,10 @@ void async(Queue queue, Job job);
 // (a nested sync inside a global job runs at once too). For the main queue from the main thread it
 // runs at once; from another thread the caller waits for the main loop to run it.
 void sync(Queue queue, Job job);
-// Runs job on queue once delay has passed.
-void asyncAfter(Queue queue, std::chrono::nanoseconds delay, Job job);
+// Runs job on queue once delay has passed. A job that stands for something outside the program
+// (a simulated world's timed event) passes countsAsActivity false, so waiting for it does not
+// make the program look busy; once it fires, the job itself is counted like any other.
+void asyncAfter(Queue queue, std::chrono::nanoseconds delay, Job job, bool countsAsActivity = true);
 
 bool isMainThread();
 

@@ -258,7 +258,8 @@ void SimBackend::startEvents() {
             for (int n = 0; n < changes; ++n) {
                 notifyWiFiPowerChanged();
             }
-        });
+        },
+                             /*countsAsActivity=*/false);
     }
 }
 
