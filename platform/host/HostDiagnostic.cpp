@@ -68,7 +68,13 @@ void HostDiagnosticViewController::setFinishedObserver(FinishedObserver observer
 ui::View* HostDiagnosticViewController::view() {
     if (!view_) {
         view_ = new ui::View;
-        view_->setUpdateConstraintsHandler([this] { updateViewConstraints(); });
+        // The pass may come after the controller is gone (the view outlives it until the main
+        // loop deletes it), so it holds the controller weakly.
+        view_->setUpdateConstraintsHandler([weakSelf = weak_from_this()] {
+            if (const auto self = weakSelf.lock()) {
+                self->updateViewConstraints();
+            }
+        });
     }
     return view_;
 }
