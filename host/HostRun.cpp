@@ -86,6 +86,7 @@ int HostRun::run() {
     const int early = prepare();
     if (early >= 0) {
         platform::TestAutomation::sharedInstance()->setConfigurationObserver(nullptr);
+        platform::ui::setScreenEventObserver(nullptr);
         platform::setLogSink(nullptr);
         return early;
     }
@@ -113,6 +114,10 @@ int HostRun::prepare() {
                                                  {QStringLiteral("level"), Value::string(name)},
                                                  {QStringLiteral("message"), Value::string(message)},
                                              }));
+    });
+
+    platform::ui::setScreenEventObserver([this](const QString& kind, platform::DictionaryRef fields) {
+        events_.write(kind, std::move(fields));
     });
 
     // The simulated device and the user actions to play on it.
@@ -408,6 +413,7 @@ int HostRun::drainAndReport(int code) {
     }
     platform::TestAutomation::sharedInstance()->setConfigurationObserver(nullptr);
     backend_->setRequestObserver(nullptr);
+    platform::ui::setScreenEventObserver(nullptr);
     platform::setLogSink(nullptr);
     return code;
 }

@@ -123,12 +123,33 @@ ProgressView::ProgressView(QWidget* parent) : QProgressBar(parent) {
     appearWithParent(this);
 }
 
+namespace {
+
+ScreenEventObserver& screenEventObserver() {
+    static ScreenEventObserver observer;
+    return observer;
+}
+
+void reportScreenEvent(const QString& kind, DictionaryRef fields) {
+    if (screenEventObserver()) {
+        screenEventObserver()(kind, std::move(fields));
+    }
+}
+
+}  // namespace
+
+void setScreenEventObserver(ScreenEventObserver observer) {
+    screenEventObserver() = std::move(observer);
+}
+
 void ProgressView::setProgress(float progress, bool /*animated*/) {
     if (std::isnan(progress)) {
         progress = 0.0f;
     }
     progress_ = std::clamp(progress, 0.0f, 1.0f);
     setValue(static_cast<int>(std::lround(progress_ * 1000.0f)));
+    reportScreenEvent(QStringLiteral("progress"),
+                      Dictionary::make({{QStringLiteral("progress"), Value::number(progress_)}}));
 }
 
 // ---- Bar buttons and the navigation bar -------------------------------------------------------

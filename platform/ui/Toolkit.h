@@ -195,6 +195,11 @@ class AlertController : public std::enable_shared_from_this<AlertController> {
     std::function<void()> dismissed_;
 };
 
+// Visible changes as they happen (today: a progress bar's new value as "progress"), for a
+// driver's event stream. Called on the main thread.
+using ScreenEventObserver = std::function<void(const QString& kind, DictionaryRef fields)>;
+void setScreenEventObserver(ScreenEventObserver observer);
+
 // The screen under root as data: navigation bar (title, right button and its state), alert,
 // labels and progress bars, in a form stable enough for automation scripts and tests.
 DictionaryRef describeScreen(QWidget* root, const AlertController* presentedAlert);
