@@ -2,6 +2,8 @@
 #include "unittests/diagnostic/DiagnosticHarness.h"
 #include "unittests/support/MainLoop.h"
 
+#include "unittests/support/ExpectedTestOrder.h"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -13,20 +15,10 @@ using testsupport::joinedScenario;
 using testsupport::notJoinedScenario;
 using testsupport::parameters;
 
-const std::vector<std::int64_t> kDeviceIDs = {14, 15, 16, 17, 22, 19, 18, 20, 47, 48, 29};
-const std::vector<std::int64_t> kCurrentNetworkIDs = {8,  34, 35, 38, 39, 40, 41, 42, 43, 44,
-                                                      46, 45, 36, 37, 33, 3,  6,  12, 13, 7,
-                                                      9,  11, 24, 25, 26, 27, 28, 32, 30};
-const std::vector<std::int64_t> kSelectedNetworkIDs = {34, 38, 39, 40, 41, 42, 43, 44,
-                                                       46, 45, 36, 37, 33, 24, 28, 32};
-
-std::vector<std::int64_t> concat(std::initializer_list<std::vector<std::int64_t>> parts) {
-    std::vector<std::int64_t> out;
-    for (const auto& part : parts) {
-        out.insert(out.end(), part.begin(), part.end());
-    }
-    return out;
-}
+using testsupport::kCurrentNetworkTestIDs;
+using testsupport::kDeviceTestIDs;
+using testsupport::kSelectedNetworkTestIDs;
+using testsupport::testIDsOf;
 
 struct RunFacts {
     std::int32_t total;
@@ -45,28 +37,28 @@ TEST(Orchestration, NotJoinedRunsTheElevenDeviceTests) {
     const RunFacts run = runDirect(notJoinedScenario(), std::nullopt);
     EXPECT_EQ(run.total, 11);
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.ids, kDeviceIDs);
+    EXPECT_EQ(run.ids, kDeviceTestIDs);
 }
 
 TEST(Orchestration, NotJoinedWithASelectedNetworkRuns27) {
     const RunFacts run = runDirect(notJoinedScenario(), "Lab");
     EXPECT_EQ(run.total, 27);
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.ids, concat({kDeviceIDs, kSelectedNetworkIDs}));
+    EXPECT_EQ(run.ids, testIDsOf({kDeviceTestIDs, kSelectedNetworkTestIDs}));
 }
 
 TEST(Orchestration, JoinedRuns40) {
     const RunFacts run = runDirect(joinedScenario("Home"), std::nullopt);
     EXPECT_EQ(run.total, 40);
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.ids, concat({kDeviceIDs, kCurrentNetworkIDs}));
+    EXPECT_EQ(run.ids, testIDsOf({kDeviceTestIDs, kCurrentNetworkTestIDs}));
 }
 
 TEST(Orchestration, JoinedWithAnotherSelectedNetworkRuns56) {
     const RunFacts run = runDirect(joinedScenario("Home"), "Lab");
     EXPECT_EQ(run.total, 56);
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.ids, concat({kDeviceIDs, kCurrentNetworkIDs, kSelectedNetworkIDs}));
+    EXPECT_EQ(run.ids, testIDsOf({kDeviceTestIDs, kCurrentNetworkTestIDs, kSelectedNetworkTestIDs}));
 }
 
 TEST(Orchestration, JoinedExcludedNameSelectedByDefaultEndsWithMinus7) {
@@ -75,21 +67,21 @@ TEST(Orchestration, JoinedExcludedNameSelectedByDefaultEndsWithMinus7) {
     EXPECT_EQ(h.inputs->selectedNetworkName(), QString("Cafe_NoMap"));
     EXPECT_EQ(h.controller->totalTests, 11);
     EXPECT_EQ(h.finishes(), std::vector<std::int64_t>({-7}));
-    EXPECT_EQ(h.backend->requestedTestIDs(), kDeviceIDs);
+    EXPECT_EQ(h.backend->requestedTestIDs(), kDeviceTestIDs);
 }
 
 TEST(Orchestration, ExcludedSelectedNameSkipsTheSelectedGroupAndEndsWithMinus7) {
     const RunFacts run = runDirect(joinedScenario("Home"), "Lab_nomap");
     EXPECT_EQ(run.total, 40);
     EXPECT_EQ(run.status, -7);
-    EXPECT_EQ(run.ids, concat({kDeviceIDs, kCurrentNetworkIDs}));
+    EXPECT_EQ(run.ids, testIDsOf({kDeviceTestIDs, kCurrentNetworkTestIDs}));
 }
 
 TEST(Orchestration, ExcludedCurrentNameSkipsTheCurrentGroupAndEndsWithMinus6) {
     const RunFacts run = runDirect(joinedScenario("Home_nomap"), "Lab");
     EXPECT_EQ(run.total, 27);
     EXPECT_EQ(run.status, -6);
-    EXPECT_EQ(run.ids, concat({kDeviceIDs, kSelectedNetworkIDs}));
+    EXPECT_EQ(run.ids, testIDsOf({kDeviceTestIDs, kSelectedNetworkTestIDs}));
 }
 
 TEST(Orchestration, SelectedEqualToJoinedIsNotTestedTwiceButNamedInTheConfiguration) {
