@@ -45,12 +45,16 @@ double shortestDouble(float f) {
 }
 
 // The dimmed layer that covers the presenting widget while an alert is shown. It follows the
-// presenting widget's size and stays above children added to it later.
+// presenting widget's size and stays above its other children, also those added or brought to
+// the front later: a modal alert is above everything on the screen.
 class AlertOverlay final : public QWidget {
   public:
     explicit AlertOverlay(QWidget* host) : QWidget(host) {
         setGeometry(host->rect());
         host->installEventFilter(this);
+        for (QObject* sibling : host->children()) {
+            watchSibling(sibling);
+        }
     }
 
   protected:
@@ -59,14 +63,24 @@ class AlertOverlay final : public QWidget {
             if (event->type() == QEvent::Resize) {
                 setGeometry(parentWidget()->rect());
             } else if (event->type() == QEvent::ChildAdded) {
+                watchSibling(static_cast<QChildEvent*>(event)->child());
                 raise();
             }
+        } else if (event->type() == QEvent::ZOrderChange) {
+            raise();
         }
         return QWidget::eventFilter(watched, event);
     }
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         painter.fillRect(rect(), QColor(0, 0, 0, 100));
+    }
+
+  private:
+    void watchSibling(QObject* sibling) {
+        if (sibling != this && sibling->isWidgetType()) {
+            sibling->installEventFilter(this);
+        }
     }
 };
 
@@ -221,6 +235,10 @@ NavigationBar::NavigationBar(QWidget* parent)
     layout->addWidget(balance_);
     layout->addWidget(title_, 1);
     layout->addWidget(right_);
+    if (parent) {
+        resize(parent->width(), height());
+        parent->installEventFilter(this);
+    }
     appearWithParent(this);
     connect(right_, &QPushButton::clicked, this, [this] {
         if (const auto item = topItem()) {
@@ -245,6 +263,13 @@ void NavigationBar::setItems(std::vector<std::shared_ptr<NavigationItem>> items)
         });
     }
     refresh();
+}
+
+bool NavigationBar::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == parentWidget() && event->type() == QEvent::Resize) {
+        resize(parentWidget()->width(), height());
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void NavigationBar::moveCentreBy(double dy) {

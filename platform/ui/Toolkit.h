@@ -110,8 +110,13 @@ class NavigationBar : public QWidget {
     std::shared_ptr<NavigationItem> topItem() const { return items_.empty() ? nullptr : items_.back(); }
     // Moves the bar's centre by dy points.
     void moveCentreBy(double dy);
+
     // The first navigation bar in root's tree (root itself included), or nullptr.
     static NavigationBar* findIn(QWidget* root);
+
+  protected:
+    // The bar spans the width of the view it is in, as a navigation container lays it out.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     void refresh();

@@ -187,6 +187,27 @@ TEST_F(ToolkitTest, AlertOverlayStaysOnTopOfViewsAddedLater) {
     EXPECT_EQ(top->geometry(), root->rect());
 }
 
+TEST_F(ToolkitTest, AlertOverlayStaysOnTopOfAViewBroughtToTheFrontLater) {
+    auto* bar = new NavigationBar(root.get());
+    auto alert = AlertController::alertControllerWithTitle(QString(), QStringLiteral("On top"));
+    alert->presentOver(root.get(), nullptr);
+    bar->raise();
+    const auto* top = qobject_cast<QWidget*>(root->children().constLast());
+    ASSERT_NE(top, nullptr);
+    EXPECT_NE(top, bar);
+    EXPECT_EQ(top->geometry(), root->rect());
+}
+
+TEST_F(ToolkitTest, NavigationBarSpansTheWidthOfItsView) {
+    auto* bar = new NavigationBar(root.get());
+    EXPECT_EQ(bar->width(), 375);
+    EXPECT_EQ(bar->height(), 44);
+    root->resize(320, 480);
+    EXPECT_EQ(bar->width(), 320);
+    bar->moveCentreBy(20.0);
+    EXPECT_EQ(bar->y(), 20);
+}
+
 TEST_F(ToolkitTest, NavigationBarFollowsItsItemAndRightButton) {
     auto* bar = new NavigationBar(root.get());
     bar->resize(375, 44);
