@@ -427,7 +427,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"[]", "test.json: a scenario is a JSON object, got an array"},
         BadFile{R"({"test": {}})",
                 "test.json: test: unknown key \"test\" in a scenario (known keys: automation, defaultAnswer, "
-                "description, device, events, latencyMs, status, tests)"},
+                "description, device, events, latencyMs, networks, status, tests)"},
         BadFile{R"({"description": 5})", "test.json: description: expected a string, got an integer"},
         BadFile{R"({"latencyMs": 2.5})", "test.json: latencyMs: expected an integer, got a fraction"},
         BadFile{R"({"latencyMs": -1})", "test.json: latencyMs: expected an integer from 0 to 600000, got -1"},
@@ -961,4 +961,35 @@ TEST(ExampleScenarios, OddAnswersCoverTheAwkwardShapes) {
         statusError |= a.kind == StatusAnswer::Kind::Error;
     }
     EXPECT_TRUE(statusError);
+}
+
+// ----- answers per network -----------------------------------------------------------------------
+
+TEST(ScenarioNetworks, AnswersAreKeptPerNetworkAndID) {
+    const Scenario s = parse(R"({"networks": {"Corner Cafe": {"comment": "guest network",
+                                   "tests": {"34": [{"result": true, "didPass": false},
+                                                    {"error": {"code": 3}}]}}}})");
+    ASSERT_EQ(s.networkTests.count(QStringLiteral("Corner Cafe")), 1u);
+    const auto& answers = s.networkTests.at(QStringLiteral("Corner Cafe")).at(34);
+    ASSERT_EQ(answers.size(), 2u);
+    ASSERT_TRUE(answers[0].results.has_value());
+    EXPECT_TRUE(answers[0].results->front()->result);
+    ASSERT_NE(answers[1].error, nullptr);
+    EXPECT_EQ(answers[1].error->code, 3);
+}
+
+TEST(ScenarioNetworks, ANetworkWithoutTestsIsNamed) {
+    EXPECT_EQ(errorOf(R"({"networks": {"Cafe": {}}})"),
+              "test.json: networks.Cafe: a network needs \"tests\", the answers it gives");
+}
+
+TEST(ScenarioNetworks, AnUnknownKeyOfANetworkIsNamed) {
+    EXPECT_NE(errorOf(R"({"networks": {"Cafe": {"tests": {}, "test": {}}}})").find("networks.Cafe"),
+              std::string::npos);
+}
+
+TEST(ScenarioNetworks, AWrongAnswerIsNamedWithItsNetworkAndID) {
+    const std::string error =
+        errorOf(R"({"networks": {"Cafe": {"tests": {"34": {"result": 1, "didPass": true}}}}})");
+    EXPECT_EQ(error.rfind("test.json: networks.Cafe.tests.\"34\".result: ", 0), 0u) << error;
 }

@@ -34,11 +34,16 @@ struct Outcome {
     DiagnosticsTestResults results;
     ErrorRef error;
 };
-Outcome runTest(std::int64_t id) {
+Outcome runTest(std::int64_t id, DictionaryRef configuration = nullptr) {
     Outcome o;
-    o.results =
-        WiFiDiagnosticsClient::sharedClient()->runDiagnosticsTests({request(id)}, nullptr, nullptr, &o.error);
+    o.results = WiFiDiagnosticsClient::sharedClient()->runDiagnosticsTests(
+        {request(id, std::move(configuration))}, nullptr, nullptr, &o.error);
     return o;
+}
+
+DictionaryRef naming(const char* network) {
+    return Dictionary::make(
+        {{"MaxScanCacheAge", Value::integer(60)}, {"NetworkName", Value::string(network)}});
 }
 
 bool firstResult(const Outcome& o) {
@@ -90,6 +95,35 @@ TEST_F(SimBackendTest, SuccessiveAnswersThenTheLastRepeats) {
         EXPECT_FALSE(later.results->front()->result);
         EXPECT_FALSE(later.results->front()->didPass);
     }
+}
+
+TEST_F(SimBackendTest, ANamedNetworkAnswersTheIDsItLists) {
+    install(R"({"tests": {"34": {"result": false, "didPass": true}},
+                "networks": {"Cafe": {"tests": {"34": {"result": true, "didPass": false}}}}})");
+    EXPECT_TRUE(firstResult(runTest(34, naming("Cafe"))));
+    EXPECT_FALSE(firstResult(runTest(34)));
+}
+
+TEST_F(SimBackendTest, NetworkNamesMatchExactly) {
+    install(R"({"tests": {"34": {"result": false, "didPass": true}},
+                "networks": {"Cafe": {"tests": {"34": {"result": true, "didPass": false}}}}})");
+    EXPECT_FALSE(firstResult(runTest(34, naming("cafe"))));
+}
+
+TEST_F(SimBackendTest, IDsANetworkDoesNotListKeepTheScenarioAnswers) {
+    install(R"({"tests": {"16": {"result": true, "didPass": true}},
+                "networks": {"Cafe": {"tests": {"34": {"result": false, "didPass": true}}}}})");
+    EXPECT_TRUE(firstResult(runTest(16, naming("Cafe"))));
+}
+
+TEST_F(SimBackendTest, EachNetworkCountsItsOwnSuccessiveAnswers) {
+    install(R"({"tests": {"34": [{"result": true, "didPass": true}, {"result": false, "didPass": true}]},
+                "networks": {"Cafe": {"tests": {"34": [{"result": true, "didPass": true},
+                                                        {"result": false, "didPass": true}]}}}})");
+    EXPECT_TRUE(firstResult(runTest(34, naming("Cafe"))));
+    EXPECT_TRUE(firstResult(runTest(34)));
+    EXPECT_FALSE(firstResult(runTest(34, naming("Cafe"))));
+    EXPECT_FALSE(firstResult(runTest(34)));
 }
 
 TEST_F(SimBackendTest, EachTestIDCountsItsOwnCalls) {

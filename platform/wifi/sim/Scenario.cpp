@@ -735,6 +735,19 @@ class ScenarioReader {
         return text.toLongLong();
     }
 
+    // An object of test ID to one answer or a list of successive answers.
+    std::map<std::int64_t, std::vector<TestAnswer>> readTests(const Value& v, const QString& path) const {
+        std::map<std::int64_t, std::vector<TestAnswer>> out;
+        const DictionaryRef tests = readObject(v, path);
+        for (const auto& [idText, answers] : tests->entries()) {
+            const QString idPath = key(path, idText);
+            const std::int64_t id = readTestID(idText, idPath);
+            out[id] = readOneOrList<TestAnswer>(
+                answers, idPath, [this](const Value& x, const QString& p) { return readTestAnswer(x, p); });
+        }
+        return out;
+    }
+
     Scenario readScenario(const Value& root) const {
         if (root.kind() != Value::Kind::Dictionary) {
             fail(QString(), QStringLiteral("a scenario is a JSON object, got %1").arg(kindPhrase(root)));
@@ -742,8 +755,8 @@ class ScenarioReader {
         const DictionaryRef d = root.toDictionary();
         checkKeys(*d, QString(),
                   {QStringLiteral("description"), QStringLiteral("latencyMs"), QStringLiteral("device"),
-                   QStringLiteral("status"), QStringLiteral("tests"), QStringLiteral("defaultAnswer"),
-                   QStringLiteral("events"), QStringLiteral("automation")},
+                   QStringLiteral("status"), QStringLiteral("tests"), QStringLiteral("networks"),
+                   QStringLiteral("defaultAnswer"), QStringLiteral("events"), QStringLiteral("automation")},
                   QStringLiteral("a scenario"));
         Scenario s;
         s.file = file_;
@@ -764,12 +777,20 @@ class ScenarioReader {
                 [this](const Value& x, const QString& p) { return readStatusAnswer(x, p); });
         }
         if (const auto v = d->value(QStringLiteral("tests"))) {
-            const DictionaryRef tests = readObject(*v, QStringLiteral("tests"));
-            for (const auto& [idText, answers] : tests->entries()) {
-                const QString path = key(QStringLiteral("tests"), idText);
-                const std::int64_t id = readTestID(idText, path);
-                s.tests[id] = readOneOrList<TestAnswer>(
-                    answers, path, [this](const Value& x, const QString& p) { return readTestAnswer(x, p); });
+            s.tests = readTests(*v, QStringLiteral("tests"));
+        }
+        if (const auto v = d->value(QStringLiteral("networks"))) {
+            const DictionaryRef networks = readObject(*v, QStringLiteral("networks"));
+            for (const auto& [name, network] : networks->entries()) {
+                const QString path = key(QStringLiteral("networks"), name);
+                const DictionaryRef fields = readObject(network, path);
+                checkKeys(*fields, path, {QStringLiteral("tests"), QStringLiteral("comment")},
+                          QStringLiteral("a network"));
+                const auto tests = fields->value(QStringLiteral("tests"));
+                if (!tests) {
+                    fail(path, QStringLiteral("a network needs \"tests\", the answers it gives"));
+                }
+                s.networkTests[name] = readTests(*tests, key(path, QStringLiteral("tests")));
             }
         }
         if (const auto v = d->value(QStringLiteral("defaultAnswer"))) {

@@ -85,7 +85,10 @@ struct Scenario {
     DeviceSpec device;
     std::vector<StatusAnswer> status;                       // successive answers; the last repeats
     std::map<std::int64_t, std::vector<TestAnswer>> tests;  // per test ID, successive answers
-    TestAnswer defaultAnswer = neutralTestAnswer();         // for IDs the scenario does not name
+    // Answers for requests whose configuration names a network ("NetworkName"): per network name,
+    // per test ID, successive answers. IDs a network does not name fall back to tests.
+    std::map<QString, std::map<std::int64_t, std::vector<TestAnswer>>> networkTests;
+    TestAnswer defaultAnswer = neutralTestAnswer();  // for IDs the scenario does not name
     std::chrono::milliseconds defaultLatency{0};
     std::vector<ScenarioEvent> events;
     std::optional<std::vector<AutomationAction>> automation;

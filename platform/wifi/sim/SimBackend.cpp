@@ -24,6 +24,7 @@ struct SimBackend::State {
     bool power = true;
     std::size_t statusCalls = 0;
     std::map<std::int64_t, std::size_t> testCalls;
+    std::map<std::pair<QString, std::int64_t>, std::size_t> networkTestCalls;
     std::vector<RecordedRequest> requests;
     std::function<void(const RecordedRequest&)> observer;
 
@@ -84,6 +85,32 @@ ErrorRef SimBackend::cancelledError() {
                      QStringLiteral("the request was cancelled"));
 }
 
+// The network a request is about: the configuration's "NetworkName", when it is a string.
+std::optional<QString> SimBackend::networkNameOf(const DiagnosticsTestRequest& request) {
+    const auto name =
+        request.configuration ? request.configuration->value(QStringLiteral("NetworkName")) : std::nullopt;
+    return name && name->isString() ? std::optional<QString>(name->toString()) : std::nullopt;
+}
+
+// The answer for the next call of test id: from the named network's answers when it names the
+// ID, else from the scenario's tests, else the default. Called with the state's lock held.
+TestAnswer SimBackend::nextAnswer(std::int64_t id, const std::optional<QString>& network) {
+    if (network) {
+        const auto answers = scenario_.networkTests.find(*network);
+        if (answers != scenario_.networkTests.end()) {
+            const auto named = answers->second.find(id);
+            if (named != answers->second.end()) {
+                return successive(named->second, state_->networkTestCalls[{*network, id}]++);
+            }
+        }
+    }
+    const auto named = scenario_.tests.find(id);
+    if (named == scenario_.tests.end()) {
+        return scenario_.defaultAnswer;
+    }
+    return successive(named->second, state_->testCalls[id]++);
+}
+
 DiagnosticsTestResults SimBackend::runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
                                                        ErrorRef* error) {
     std::vector<RecordedRequest> arrived;
@@ -103,11 +130,7 @@ DiagnosticsTestResults SimBackend::runDiagnosticsTests(const std::vector<Diagnos
     }
     // Only the first request decides the answer: every run of the diagnostic sends one.
     const std::int64_t id = tests.front().testID;
-    const auto named = scenario_.tests.find(id);
-    const TestAnswer answer = named == scenario_.tests.end()
-                                  ? scenario_.defaultAnswer
-                                  : successive(named->second, state_->testCalls[id]);
-    ++state_->testCalls[id];
+    const TestAnswer answer = nextAnswer(id, networkNameOf(tests.front()));
     const std::uint64_t generation = state_->cancelGeneration;
     if (observer) {
         lock.unlock();
@@ -249,17 +272,19 @@ void SimBackend::startEvents() {
     for (std::size_t i = 0; i < run->events.size(); ++i) {
         // Each job applies every event up to its own that has not applied yet, so that events
         // keep their order even when two workers run their jobs out of order.
-        dispatch::asyncAfter(dispatch::globalQueue(), run->events[i].at, [state = state_, run, i] {
-            int changes = 0;
-            {
-                std::lock_guard lock(state->mutex);
-                changes = state->applyEventsThrough(*run, i);
-            }
-            for (int n = 0; n < changes; ++n) {
-                notifyWiFiPowerChanged();
-            }
-        },
-                             /*countsAsActivity=*/false);
+        dispatch::asyncAfter(
+            dispatch::globalQueue(), run->events[i].at,
+            [state = state_, run, i] {
+                int changes = 0;
+                {
+                    std::lock_guard lock(state->mutex);
+                    changes = state->applyEventsThrough(*run, i);
+                }
+                for (int n = 0; n < changes; ++n) {
+                    notifyWiFiPowerChanged();
+                }
+            },
+            /*countsAsActivity=*/false);
     }
 }
 

@@ -55,6 +55,9 @@ class SimBackend final : public WiFiBackend {
     static ErrorRef cancelledError();
 
   private:
+    static std::optional<QString> networkNameOf(const DiagnosticsTestRequest& request);
+    TestAnswer nextAnswer(std::int64_t id, const std::optional<QString>& network);
+
     struct State;
 
     const Scenario scenario_;
