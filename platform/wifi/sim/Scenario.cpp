@@ -786,6 +786,9 @@ class ScenarioReader {
                 const DictionaryRef fields = readObject(network, path);
                 checkKeys(*fields, path, {QStringLiteral("tests"), QStringLiteral("comment")},
                           QStringLiteral("a network"));
+                if (const auto c = fields->value(QStringLiteral("comment"))) {
+                    readString(*c, key(path, QStringLiteral("comment")));
+                }
                 const auto tests = fields->value(QStringLiteral("tests"));
                 if (!tests) {
                     fail(path, QStringLiteral("a network needs \"tests\", the answers it gives"));
