@@ -108,12 +108,50 @@ TEST_F(SimBackendTest, NetworkNamesMatchExactly) {
     install(R"({"tests": {"34": {"result": false, "didPass": true}},
                 "networks": {"Cafe": {"tests": {"34": {"result": true, "didPass": false}}}}})");
     EXPECT_FALSE(firstResult(runTest(34, naming("cafe"))));
+    EXPECT_FALSE(firstResult(runTest(34, naming("Cafe "))));
+    EXPECT_FALSE(firstResult(runTest(34, naming("CAFE"))));
+    EXPECT_TRUE(firstResult(runTest(34, naming("Cafe"))));
+}
+
+TEST_F(SimBackendTest, OnlyAStringNetworkNameChoosesANetwork) {
+    install(R"({"tests": {"34": {"result": false, "didPass": true}},
+                "networks": {"5": {"tests": {"34": {"result": true, "didPass": false}}}}})");
+    EXPECT_FALSE(firstResult(runTest(34, Dictionary::make({{"NetworkName", Value::integer(5)}}))));
+    EXPECT_FALSE(firstResult(runTest(34, Dictionary::make({{"networkName", Value::string("5")}}))));
+    EXPECT_FALSE(firstResult(runTest(34, Dictionary::make({}))));
+    EXPECT_TRUE(firstResult(runTest(34, Dictionary::make({{"NetworkName", Value::string("5")}}))));
 }
 
 TEST_F(SimBackendTest, IDsANetworkDoesNotListKeepTheScenarioAnswers) {
     install(R"({"tests": {"16": {"result": true, "didPass": true}},
+                "defaultAnswer": {"error": {"code": 45}},
                 "networks": {"Cafe": {"tests": {"34": {"result": false, "didPass": true}}}}})");
     EXPECT_TRUE(firstResult(runTest(16, naming("Cafe"))));
+    const Outcome unnamed = runTest(17, naming("Cafe"));
+    ASSERT_NE(unnamed.error, nullptr);
+    EXPECT_EQ(unnamed.error->code, 45);
+    EXPECT_EQ(runTest(34, naming("Cafe")).error, nullptr);
+}
+
+TEST_F(SimBackendTest, ANetworkCanAnswerWithAnError) {
+    install(R"({"tests": {"46": {"result": false, "didPass": true}},
+                "networks": {"Cafe": {"tests": {"46": {"error": {"code": 12, "text": "not in the scan cache"}}}}}})");
+    const Outcome o = runTest(46, naming("Cafe"));
+    ASSERT_NE(o.error, nullptr);
+    EXPECT_EQ(o.error->code, 12);
+    EXPECT_FALSE(o.results.has_value());
+    EXPECT_EQ(runTest(46).error, nullptr);
+}
+
+TEST_F(SimBackendTest, TwoNetworksCountTheirAnswersApart) {
+    install(R"({"networks": {
+                  "Cafe": {"tests": {"32": [{"result": true, "didPass": false}, {"result": false, "didPass": true}]}},
+                  "Loft": {"tests": {"32": [{"result": true, "didPass": false}, {"result": false, "didPass": true}]}}}})");
+    EXPECT_TRUE(firstResult(runTest(32, naming("Cafe"))));
+    EXPECT_TRUE(firstResult(runTest(32, naming("Loft"))));
+    EXPECT_FALSE(firstResult(runTest(32, naming("Cafe"))));
+    EXPECT_FALSE(firstResult(runTest(32, naming("Cafe"))));  // the last answer repeats
+    EXPECT_FALSE(firstResult(runTest(32, naming("Loft"))));
 }
 
 TEST_F(SimBackendTest, EachNetworkCountsItsOwnSuccessiveAnswers) {
@@ -603,4 +641,22 @@ TEST_F(SimBackendTest, BuiltInScenarioAnswersAsAJoinedHome) {
     EXPECT_TRUE(scan.results->front()->info->contains("ScanResults"));
     EXPECT_TRUE(containsWiFiRadio());
     EXPECT_FALSE(queryDeviceCapability("wapi"));
+}
+
+TEST_F(SimBackendTest, BuiltInScenarioAnswersANearbyNetworkForItself) {
+    backend_ = std::make_shared<SimBackend>(builtInScenario());
+    installWiFiBackend(backend_);
+    const auto signal = [](const Outcome& o) {
+        return o.results && !o.results->empty() && o.results->front() && o.results->front()->info
+                   ? o.results->front()->info->value(QStringLiteral("RSSI"))
+                   : std::nullopt;
+    };
+    const auto joined = signal(runTest(32, Dictionary::make({{"MaxScanCacheAge", Value::integer(60)}})));
+    const auto neighbour = signal(runTest(32, naming("Casa Moreno")));
+    ASSERT_TRUE(joined.has_value());
+    ASSERT_TRUE(neighbour.has_value());
+    EXPECT_EQ(*joined, Value::integer(-54));
+    EXPECT_EQ(*neighbour, Value::integer(-72));
+    // A name the scenario has no answers for gets the joined network's.
+    EXPECT_EQ(signal(runTest(32, naming("Apt 4B"))), joined);
 }
