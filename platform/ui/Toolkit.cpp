@@ -8,6 +8,7 @@
 #include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
+#include <QResizeEvent>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
@@ -97,6 +98,13 @@ void View::setBackgroundWhite() {
     setPalette(whitePalette(palette()));
 }
 
+void View::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (updateConstraints_) {
+        setNeedsUpdateConstraints();
+    }
+}
+
 void View::setNeedsUpdateConstraints() {
     if (updatePending_) {
         return;  // one pass serves every request made before it runs
@@ -122,6 +130,16 @@ Label::Label(QWidget* parent) : QLabel(parent) {
 void Label::setNumberOfLines(int lines) {
     numberOfLines_ = lines;
     setWordWrap(lines != 1);  // 0 means as many lines as the text needs
+}
+
+int Label::heightForWidth(int w) const {
+    const int needed = QLabel::heightForWidth(w);
+    if (numberOfLines_ <= 0) {
+        return needed;
+    }
+    const QMargins m = contentsMargins();
+    const int limit = numberOfLines_ * fontMetrics().lineSpacing() + m.top() + m.bottom() + 2 * margin();
+    return std::min(needed, limit);
 }
 
 void Label::setSystemFontSize(double points) {

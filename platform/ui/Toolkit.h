@@ -36,6 +36,10 @@ class View : public QWidget {
         updateConstraints_ = std::move(handler);
     }
 
+  protected:
+    // A new size needs a new layout pass, as the constraints would give.
+    void resizeEvent(QResizeEvent* event) override;
+
   private:
     std::function<void()> updateConstraints_;
     bool updatePending_ = false;
@@ -47,6 +51,8 @@ class Label : public QLabel {
     explicit Label(QWidget* parent = nullptr);
     void setNumberOfLines(int lines);
     int numberOfLines() const { return numberOfLines_; }
+    // The height the text needs at width w, but never more than its number of lines (0: no limit).
+    int heightForWidth(int w) const override;
     void setSystemFontSize(double points);
 
   private:
