@@ -249,15 +249,15 @@ void notifyWiFiPowerChanged() {
         for (WiFiDeviceRef device : manager->devices) {
             for (const auto& registration : device->registrations) {
                 manager->runLoop->perform([device, registration] {
-                    {
-                        // A device released before the notification is delivered hears nothing.
-                        auto& r = HandleRegistry::instance();
-                        std::lock_guard deliveryLock(r.mutex);
-                        if (!HandleRegistry::isLive(device)) {
-                            return;
-                        }
+                    // A device released before the notification is delivered hears nothing. The
+                    // lock stays held during the callback, so no release on another thread can
+                    // slip in between the check and the callback (the lock is recursive, so the
+                    // callback may release handles itself).
+                    auto& r = HandleRegistry::instance();
+                    std::lock_guard deliveryLock(r.mutex);
+                    if (HandleRegistry::isLive(device)) {
+                        registration.callback(device, registration.context);
                     }
-                    registration.callback(device, registration.context);
                 });
             }
         }
