@@ -143,8 +143,9 @@ void WiFiProfileViewController::presentWiFiPoweredOffAlert() {
     alert->addAction(std::make_shared<platform::ui::AlertAction>(
         localizedString(QStringLiteral("YES")), platform::ui::AlertAction::Style::Default, [weakSelf] {
             const auto strong = weakSelf.lock();
-            if (strong && strong->manager) {
-                platform::setPower(strong->manager, 1);  // the list follows the power notification
+            const platform::WiFiManagerRef wifiManager = strong ? strong->manager.load() : nullptr;
+            if (wifiManager) {
+                platform::setPower(wifiManager, 1);  // the list follows the power notification
             }
         }));
     presentViewController(alert, true, nullptr);
