@@ -19,7 +19,7 @@ struct EventRun {
 struct SimBackend::State {
     std::mutex mutex;
     std::condition_variable cancelled;
-    std::uint64_t cancelGeneration = 0;  // bumped by every cancelAllRequests
+    std::uint64_t cancelGeneration = 0;  // bumped by every cancelAllRequests, so also their count
     std::uint64_t eventsEpoch = 0;       // bumped by stopEvents and startEvents
     bool power = true;
     std::size_t statusCalls = 0;
@@ -197,6 +197,11 @@ StatusSnapshotRef SimBackend::queryStatus(ErrorRef* error) {
             return nullptr;
     }
     return snapshot;
+}
+
+std::size_t SimBackend::cancelCount() const {
+    std::lock_guard lock(state_->mutex);
+    return static_cast<std::size_t>(state_->cancelGeneration);
 }
 
 void SimBackend::cancelAllRequests() {

@@ -39,6 +39,8 @@ class SimBackend final : public WiFiBackend {
 
     const Scenario& scenario() const { return scenario_; }
     std::vector<RecordedRequest> requests() const;
+    // How many times cancelAllRequests was called.
+    std::size_t cancelCount() const;
     // The test IDs requested so far, in order.
     std::vector<std::int64_t> requestedTestIDs() const;
     // Called (on the requesting thread) for every request as it arrives.
