@@ -200,16 +200,24 @@ inline Detail scanResultListDetail() {
             twoNearbyNetworks()};
 }
 
-inline Operation deviceOperation(std::string name, void (wifiprofile::WiFiProfileViewController::*run)(),
-                                 std::int64_t testID, const QString& title, const QString& verdictKey,
-                                 std::vector<Detail> details = {}) {
+// What every operation row says, whichever way the operation is called.
+inline Operation describedOperation(std::string name, std::int64_t testID, const QString& title,
+                                    const QString& verdictKey, std::vector<Detail> details, Target target) {
     Operation op;
     op.name = std::move(name);
     op.testID = testID;
     op.title = title;
     op.verdictKey = verdictKey;
     op.details = std::move(details);
-    op.target = Target::Device;
+    op.target = target;
+    return op;
+}
+
+inline Operation deviceOperation(std::string name, void (wifiprofile::WiFiProfileViewController::*run)(),
+                                 std::int64_t testID, const QString& title, const QString& verdictKey,
+                                 std::vector<Detail> details = {}) {
+    Operation op =
+        describedOperation(std::move(name), testID, title, verdictKey, std::move(details), Target::Device);
     op.runWithoutArguments = run;
     return op;
 }
@@ -219,13 +227,8 @@ inline Operation givenOperation(std::string name,
                                                                                     platform::DictionaryRef),
                                 std::int64_t testID, const QString& title, const QString& verdictKey,
                                 std::vector<Detail> details = {}) {
-    Operation op;
-    op.name = std::move(name);
-    op.testID = testID;
-    op.title = title;
-    op.verdictKey = verdictKey;
-    op.details = std::move(details);
-    op.target = Target::Given;
+    Operation op =
+        describedOperation(std::move(name), testID, title, verdictKey, std::move(details), Target::Given);
     op.runWithArguments = run;
     return op;
 }
