@@ -4,33 +4,11 @@
 
 #include "host/HostOptions.h"
 #include "host/HostRun.h"
+#include "platform/ui/Toolkit.h"
 
 #include <QApplication>
 
-#include <QDir>
-#include <QFile>
-
-#include <unistd.h>
-
 #include <cstdio>
-
-namespace {
-
-// Qt wants a private runtime directory and complains on stderr without one (a root shell or a CI
-// job often has none); give it one under the temporary directory.
-void ensureRuntimeDirectory() {
-    if (!qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
-        return;
-    }
-    const QString path =
-        QDir::temp().absoluteFilePath(QStringLiteral("wifi-profile-runtime-%1").arg(getuid()));
-    if (QDir().mkpath(path)) {
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(path));
-    }
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     QStringList arguments;
@@ -59,7 +37,7 @@ int main(int argc, char** argv) {
             stderr);
         return host::kExitOther;
     }
-    ensureRuntimeDirectory();
+    platform::ui::ensureRuntimeDirectory();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("wifi-profile"));
     host::HostRun run(*options);

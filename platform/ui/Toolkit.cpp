@@ -2,7 +2,11 @@
 
 #include "platform/foundation/Dispatch.h"
 
+#include <QDir>
 #include <QEvent>
+#include <QFile>
+
+#include <unistd.h>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -86,6 +90,18 @@ class AlertOverlay final : public QWidget {
 };
 
 }  // namespace
+
+void ensureRuntimeDirectory() {
+    if (!qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
+        return;
+    }
+    const QString path =
+        QDir::temp().absoluteFilePath(QStringLiteral("wifi-profile-runtime-%1").arg(getuid()));
+    if (QDir().mkpath(path)) {
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(path));
+    }
+}
 
 // ---- View, Label, ProgressView ----------------------------------------------------------------
 

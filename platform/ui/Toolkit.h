@@ -23,6 +23,11 @@ class QVBoxLayout;
 
 namespace platform::ui {
 
+// Gives Qt a private runtime directory (under the temporary directory) when the session has none,
+// as a root shell or a CI job often has not; Qt otherwise complains on stderr. Call before the
+// application object is made.
+void ensureRuntimeDirectory();
+
 // A plain view. The root view of a diagnostic asks its owner to update layout constraints when
 // marked as needing it.
 class View : public QWidget {
