@@ -5,6 +5,7 @@
 #include <QDateTime>
 
 #include <cmath>
+#include <limits>
 
 namespace platform {
 
@@ -23,6 +24,27 @@ Value Value::dictionary(DictionaryRef d) {
 Value Value::record(RecordRef r) {
     return r ? Value(Storage(std::in_place_index<9>, std::move(r))) : null();
 }
+
+namespace {
+
+constexpr double kTwoToThe63 = 9223372036854775808.0;
+
+// A double truncated towards zero, held to the 64-bit range: values beyond it give the nearest
+// end of the range, and NaN gives 0 (converting those directly is undefined).
+std::int64_t doubleToInt(double d) {
+    if (std::isnan(d)) {
+        return 0;
+    }
+    if (d >= kTwoToThe63) {
+        return std::numeric_limits<std::int64_t>::max();
+    }
+    if (d < -kTwoToThe63) {
+        return std::numeric_limits<std::int64_t>::min();
+    }
+    return static_cast<std::int64_t>(d);
+}
+
+}  // namespace
 
 bool Value::toBool() const {
     switch (kind()) {
@@ -47,17 +69,29 @@ std::int64_t Value::toInt() const {
             return std::get<std::int64_t>(storage_);
         case Kind::UInt:
             return static_cast<std::int64_t>(std::get<std::uint64_t>(storage_));
-        case Kind::Double: {
-            const double d = std::get<double>(storage_);
-            return std::isfinite(d) ? static_cast<std::int64_t>(d) : 0;
-        }
+        case Kind::Double:
+            return doubleToInt(std::get<double>(storage_));
         default:
             return 0;
     }
 }
 
 std::uint64_t Value::toUInt() const {
-    return kind() == Kind::UInt ? std::get<std::uint64_t>(storage_) : static_cast<std::uint64_t>(toInt());
+    switch (kind()) {
+        case Kind::UInt:
+            return std::get<std::uint64_t>(storage_);
+        case Kind::Double: {
+            // Doubles beyond the signed range still fit the unsigned one up to 2^64.
+            const double d = std::get<double>(storage_);
+            if (d >= kTwoToThe63) {
+                return d < 2.0 * kTwoToThe63 ? static_cast<std::uint64_t>(d)
+                                             : std::numeric_limits<std::uint64_t>::max();
+            }
+            return static_cast<std::uint64_t>(doubleToInt(d));
+        }
+        default:
+            return static_cast<std::uint64_t>(toInt());
+    }
 }
 
 double Value::toDouble() const {

@@ -78,7 +78,7 @@ class Value {
 
     // Typed reads; each answers the empty value of its type for a value of another kind.
     bool toBool() const;
-    std::int64_t toInt() const;  // numbers converted; doubles truncated
+    std::int64_t toInt() const;  // numbers converted; doubles truncated and held to the 64-bit range
     std::uint64_t toUInt() const;
     double toDouble() const;  // any number kind
     QString toString() const;
