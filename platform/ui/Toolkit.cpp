@@ -14,6 +14,7 @@
 #include <QPushButton>
 #include <QResizeEvent>
 #include <QSignalBlocker>
+#include <QThread>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -363,7 +364,18 @@ AlertController::~AlertController() {
     for (const auto& action : actions_) {
         action->setChangedHandler(nullptr);
     }
-    delete overlay_.data();  // its buttons refer to this alert
+    // The controller holding the alert may let go of it on any thread; widgets are deleted on the
+    // thread they live in. The overlay's buttons hold the alert weakly, so a tap that lands before
+    // the deletion finds it gone.
+    if (QWidget* overlay = overlay_.data()) {
+        if (QThread::currentThread() == overlay->thread()) {
+            delete overlay;
+        } else {
+            // Queued to the overlay itself: dropped if its host goes first and takes it along.
+            QMetaObject::invokeMethod(
+                overlay, [overlay] { delete overlay; }, Qt::QueuedConnection);
+        }
+    }
 }
 
 void AlertController::addAction(std::shared_ptr<AlertAction> action) {
@@ -450,12 +462,17 @@ void AlertController::buildOverlay() {
         lineEdit_ = new QLineEdit(panel);
         lineEdit_->setPlaceholderText(textField_->placeholder);
         lineEdit_->setText(textField_->text);
-        QObject::connect(lineEdit_, &QLineEdit::textEdited, lineEdit_, [this](const QString& text) {
-            textField_->text = text;
-            if (textField_->editingChanged) {
-                textField_->editingChanged();
-            }
-        });
+        QObject::connect(lineEdit_, &QLineEdit::textEdited, lineEdit_,
+                         [weak = weak_from_this()](const QString& text) {
+                             const auto self = weak.lock();
+                             if (!self || !self->textField_) {
+                                 return;
+                             }
+                             self->textField_->text = text;
+                             if (self->textField_->editingChanged) {
+                                 self->textField_->editingChanged();
+                             }
+                         });
         column->addWidget(lineEdit_);
     }
     // Two buttons side by side, more stacked, as a handheld platform lays them out.
@@ -473,7 +490,11 @@ void AlertController::buildOverlay() {
             button->setPalette(p);
         }
         button->setEnabled(actions_[i]->isEnabled());
-        QObject::connect(button, &QPushButton::clicked, button, [this, i] { tapAction(i); });
+        QObject::connect(button, &QPushButton::clicked, button, [weak = weak_from_this(), i] {
+            if (const auto self = weak.lock()) {
+                self->tapAction(i);
+            }
+        });
         row->addWidget(button);
         buttons_.push_back(button);
     }

@@ -9,11 +9,14 @@
 #include <QCoreApplication>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <memory>
+#include <optional>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -69,6 +72,29 @@ TEST_F(ToolkitTest, AlertDescribesButtonsInOrderWithStyles) {
         R"({"enabled": true, "style": "destructive", "title": "Forget"}], "message": "Turn Wi-Fi on?"})");
     // The overlay covers the whole presenting view, with one push button per action.
     EXPECT_EQ(overlayButtons(root.get(), {"No", "Yes", "Forget"}).size(), 3u);
+}
+
+TEST_F(ToolkitTest, AlertReleasedOnAWorkerThreadLeavesItsWidgetsToTheGuiThread) {
+    auto alert = AlertController::alertControllerWithTitle(QString(), QStringLiteral("Turn Wi-Fi on?"));
+    alert->addAction(
+        std::make_shared<AlertAction>(QStringLiteral("No"), AlertAction::Style::Cancel, nullptr));
+    alert->presentOver(root.get(), nullptr);
+    const auto buttons = overlayButtons(root.get(), {"No"});
+    ASSERT_EQ(buttons.size(), 1u);
+    QWidget* overlay = buttons[0]->parentWidget()->parentWidget();
+    ASSERT_EQ(overlay->parentWidget(), root.get());
+    std::optional<bool> deletedOnGuiThread;
+    QObject::connect(
+        overlay, &QObject::destroyed, overlay,
+        [&] { deletedOnGuiThread = QThread::currentThread() == QCoreApplication::instance()->thread(); },
+        Qt::DirectConnection);
+
+    // The last reference goes on a worker, as when the host releases the controller there.
+    std::thread([released = std::move(alert)]() mutable { released.reset(); }).join();
+
+    ASSERT_TRUE(testsupport::runMainLoopUntil([&] { return deletedOnGuiThread.has_value(); }));
+    EXPECT_TRUE(*deletedOnGuiThread);
+    EXPECT_TRUE(overlayButtons(root.get(), {"No"}).empty());
 }
 
 TEST_F(ToolkitTest, TapDismissesTheAlertThenRunsTheHandlerOfThatButtonOnly) {
