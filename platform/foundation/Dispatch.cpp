@@ -2,12 +2,14 @@
 
 #include <QCoreApplication>
 #include <QMetaObject>
+#include <QPointer>
 #include <QThread>
 
 #include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -15,20 +17,41 @@ namespace platform::dispatch {
 
 namespace {
 
+// Every piece of state below is made once on the heap and never destroyed: pool workers and the
+// timer thread are detached and may post until the very end of the process, after static
+// destructors have run.
+
 std::atomic<int> gMainPending{0};
 std::atomic<int> gDelayedPending{0};
+std::atomic<bool> gShutDown{false};
+std::atomic<int> gDiscarded{0};
+std::atomic<double> gDelayScale{1.0};
+
+// Frees jobs that will never run, outside any lock: what they hold may post or lock in turn.
+int discard(std::deque<Job>& jobs) {
+    const int count = static_cast<int>(jobs.size());
+    jobs.clear();
+    gDiscarded += count;
+    return count;
+}
 
 // Global default-priority queue: a pool that grows whenever a job arrives and no worker is idle.
-// Idle workers leave after a while; the pool object itself lives for the whole process.
+// Idle workers leave after a while.
 class GlobalPool {
   public:
     static GlobalPool& instance() {
-        static auto* pool = new GlobalPool;  // never destroyed: workers may outlive static teardown
+        static auto* pool = new GlobalPool;
         return *pool;
     }
 
     void submit(Job job) {
         std::unique_lock lock(mutex_);
+        if (gShutDown.load()) {
+            lock.unlock();
+            job = nullptr;
+            ++gDiscarded;
+            return;
+        }
         queue_.push_back(std::move(job));
         ++pending_;
         // Every queued job needs a worker of its own: wake an idle one if there are enough, else start one.
@@ -53,6 +76,16 @@ class GlobalPool {
     void notifyDrainWaiters() {
         std::lock_guard lock(mutex_);
         drained_.notify_all();
+    }
+
+    // Takes the jobs that have not started; running ones finish.
+    std::deque<Job> takeQueued() {
+        std::lock_guard lock(mutex_);
+        std::deque<Job> queued;
+        queued.swap(queue_);
+        pending_ -= static_cast<int>(queued.size());
+        drained_.notify_all();
+        return queued;
     }
 
   private:
@@ -96,7 +129,16 @@ class TimerThread {
     }
 
     void schedule(std::chrono::nanoseconds delay, Queue queue, Job job, bool counted) {
-        std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
+        if (gShutDown.load()) {
+            lock.unlock();
+            job = nullptr;
+            ++gDiscarded;
+            return;
+        }
+        if (counted) {
+            ++gDelayedPending;
+        }
         const auto due = std::chrono::steady_clock::now() + delay;
         timers_.emplace(due, Timer{queue, std::move(job), counted});
         if (!started_) {
@@ -104,6 +146,23 @@ class TimerThread {
             std::thread([this] { run(); }).detach();
         }
         wake_.notify_one();
+    }
+
+    // Takes every timer that has not fired.
+    std::deque<Job> takeWaiting() {
+        std::deque<Job> waiting;
+        {
+            std::lock_guard lock(mutex_);
+            for (auto& [due, timer] : timers_) {
+                if (timer.counted) {
+                    --gDelayedPending;
+                }
+                waiting.push_back(std::move(timer.job));
+            }
+            timers_.clear();
+        }
+        GlobalPool::instance().notifyDrainWaiters();
+        return waiting;
     }
 
   private:
@@ -118,6 +177,9 @@ class TimerThread {
             if (wake_.wait_until(lock, due) != std::cv_status::timeout &&
                 std::chrono::steady_clock::now() < due) {
                 continue;
+            }
+            if (timers_.empty()) {
+                continue;  // taken away while waiting
             }
             auto node = timers_.extract(timers_.begin());
             lock.unlock();
@@ -143,6 +205,80 @@ class TimerThread {
     bool started_ = false;
 };
 
+// Main-queue jobs wait here, under a mutex the thread checkers see, rather than inside the posted
+// Qt event: the event only says "run the next job". Jobs are posted to the application only while
+// it lives: its destructor takes the jobs still waiting (they would never run) under the same lock,
+// so a worker posting at that moment either finishes before or finds it gone.
+class MainJobs {
+  public:
+    static MainJobs& instance() {
+        static auto* jobs = new MainJobs;
+        return *jobs;
+    }
+
+    void post(Job job) {
+        std::unique_lock lock(mutex_);
+        if (!app_ && !appEnded_) {
+            app_ = QCoreApplication::instance();
+            if (app_) {
+                qAddPostRoutine(&MainJobs::applicationEnding);
+            }
+        }
+        // Without an application (gone at exit, or not made yet) no loop will ever run the job.
+        if (gShutDown.load() || !app_) {
+            lock.unlock();
+            job = nullptr;
+            ++gDiscarded;
+            return;
+        }
+        ++gMainPending;
+        jobs_.push_back(std::move(job));
+        QMetaObject::invokeMethod(
+            app_, [] { MainJobs::instance().runNext(); }, Qt::QueuedConnection);
+    }
+
+    std::deque<Job> takeQueued() {
+        std::lock_guard lock(mutex_);
+        std::deque<Job> queued;
+        queued.swap(jobs_);
+        gMainPending -= static_cast<int>(queued.size());
+        return queued;
+    }
+
+  private:
+    // Called by the application's destructor, on the main thread.
+    static void applicationEnding() {
+        MainJobs& self = instance();
+        {
+            std::lock_guard lock(self.mutex_);
+            self.app_ = nullptr;
+            self.appEnded_ = true;
+        }
+        std::deque<Job> left = self.takeQueued();
+        discard(left);
+    }
+
+    void runNext() {
+        Job job;
+        {
+            std::lock_guard lock(mutex_);
+            if (jobs_.empty()) {
+                return;  // taken by shutdown
+            }
+            job = std::move(jobs_.front());
+            jobs_.pop_front();
+        }
+        job();
+        job = nullptr;
+        --gMainPending;
+    }
+
+    std::mutex mutex_;
+    std::deque<Job> jobs_;
+    QCoreApplication* app_ = nullptr;  // the application posted to, while it lives
+    bool appEnded_ = false;            // one application per process: none is posted to after it
+};
+
 }  // namespace
 
 bool isMainThread() {
@@ -150,37 +286,12 @@ bool isMainThread() {
     return app && QThread::currentThread() == app->thread();
 }
 
-namespace {
-// Main-queue jobs wait here, under a mutex the thread checkers see, rather than inside the posted
-// Qt event: the event only says "run the next job".
-std::mutex gMainJobsMutex;
-std::deque<Job> gMainJobs;
-
-void runNextMainJob() {
-    Job job;
-    {
-        std::lock_guard lock(gMainJobsMutex);
-        job = std::move(gMainJobs.front());
-        gMainJobs.pop_front();
-    }
-    job();
-    job = nullptr;
-    --gMainPending;
-}
-}  // namespace
-
 void async(Queue queue, Job job) {
     if (queue == Queue::Global) {
         GlobalPool::instance().submit(std::move(job));
-        return;
+    } else {
+        MainJobs::instance().post(std::move(job));
     }
-    ++gMainPending;
-    {
-        std::lock_guard lock(gMainJobsMutex);
-        gMainJobs.push_back(std::move(job));
-    }
-    QMetaObject::invokeMethod(
-        QCoreApplication::instance(), [] { runNextMainJob(); }, Qt::QueuedConnection);
 }
 
 void sync(Queue queue, Job job) {
@@ -188,22 +299,36 @@ void sync(Queue queue, Job job) {
         job();
         return;
     }
-    std::mutex doneMutex;
-    std::condition_variable doneChanged;
-    bool done = false;
-    async(Queue::Main, [&] {
-        job();
-        std::lock_guard lock(doneMutex);
-        done = true;
-        doneChanged.notify_one();
-    });
-    std::unique_lock lock(doneMutex);
-    doneChanged.wait(lock, [&] { return done; });
+    // The waiter is woken when the job has run, or when it is freed without running (the queues
+    // were shut down meanwhile): either way the main loop is done with it.
+    struct Waiter {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool done = false;
+    };
+    struct WakeOnRelease {
+        std::shared_ptr<Waiter> waiter;
+        ~WakeOnRelease() {
+            std::lock_guard lock(waiter->mutex);
+            waiter->done = true;
+            waiter->changed.notify_one();
+        }
+    };
+    const auto waiter = std::make_shared<Waiter>();
+    {
+        const auto wake = std::make_shared<WakeOnRelease>();
+        wake->waiter = waiter;
+        async(Queue::Main, [&job, wake] { job(); });
+    }
+    std::unique_lock lock(waiter->mutex);
+    waiter->changed.wait(lock, [&] { return waiter->done; });
 }
 
 void asyncAfter(Queue queue, std::chrono::nanoseconds delay, Job job, bool countsAsActivity) {
-    if (countsAsActivity) {
-        ++gDelayedPending;
+    const double scale = gDelayScale.load();
+    if (scale != 1.0) {
+        delay =
+            std::chrono::nanoseconds(static_cast<std::int64_t>(static_cast<double>(delay.count()) * scale));
     }
     TimerThread::instance().schedule(delay, queue, std::move(job), countsAsActivity);
 }
@@ -218,6 +343,27 @@ Activity activity() {
 
 bool waitForGlobalWork(std::chrono::milliseconds timeout) {
     return GlobalPool::instance().waitUntilDrained(timeout);
+}
+
+int shutdown() {
+    gShutDown = true;
+    // Taken under each queue's lock, freed outside them.
+    std::deque<Job> timers = TimerThread::instance().takeWaiting();
+    std::deque<Job> global = GlobalPool::instance().takeQueued();
+    std::deque<Job> main = MainJobs::instance().takeQueued();
+    return discard(timers) + discard(global) + discard(main);
+}
+
+bool isShutDown() {
+    return gShutDown.load();
+}
+
+int discardedJobs() {
+    return gDiscarded.load();
+}
+
+void setDelayScale(double factor) {
+    gDelayScale = factor > 0.0 ? factor : 0.0;
 }
 
 }  // namespace platform::dispatch

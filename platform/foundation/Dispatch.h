@@ -5,7 +5,9 @@
 // object they work for, so that object lives until its jobs are done.
 //
 // The layer also counts its work in flight, so that a driver (the host's automation, the tests)
-// can tell when nothing is queued, running or waiting on a timer.
+// can tell when nothing is queued, running or waiting on a timer. Its state lives as long as the
+// process: workers and the timer may still post while the process exits. A driver ends it with
+// shutdown(), after which no job starts and every job still waiting is freed and counted.
 
 #include <chrono>
 #include <functional>
@@ -45,6 +47,18 @@ struct Activity {
     bool idle() const { return mainPending == 0 && globalPending == 0 && delayedPending == 0; }
 };
 Activity activity();
+
+// Ends the queues for good (the process is about to exit): jobs still waiting on the main queue,
+// on the global queue and on timers are freed without running, and jobs submitted later are freed
+// at once. Global jobs already running finish. Answers how many jobs were freed without running
+// (here and, later, at submission), counted by discardedJobs() too. Call on the main thread.
+int shutdown();
+bool isShutDown();
+int discardedJobs();
+
+// Multiplies every later asyncAfter delay by factor (1 by default), for a driver that runs many
+// diagnostics and wants their fixed pauses short. Not for production use.
+void setDelayScale(double factor);
 
 // Waits (on a non-main thread, or on the main thread without running its loop) until no global or
 // delayed job is left, at most timeout. Answers whether that point was reached.
