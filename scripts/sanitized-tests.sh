@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Runs the test suite again under the sanitizers: the whole suite in an AddressSanitizer +
+# UndefinedBehaviorSanitizer build (leaks checked), then the concurrent parts (the tests labelled
+# "concurrency": diagnostic, toolkit, simulated backend, dispatch) in a ThreadSanitizer build.
+# Any report fails the run. Usage: scripts/sanitized-tests.sh [address|thread|all]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+which=${1:-all}
+jobs=${JOBS:-$(nproc)}
+
+configure() {  # build-dir sanitizers
+    [ -f "$1/build.ninja" ] && return 0
+    CC=clang CXX=clang++ cmake -S . -B "$1" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
+        -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DWIFIPROFILE_SANITIZE="$2" "${@:3}" >/dev/null
+}
+
+if [ "$which" = all ] || [ "$which" = address ]; then
+    echo "== AddressSanitizer + UndefinedBehaviorSanitizer: the whole suite" >&2
+    configure build-asan address,undefined
+    cmake --build build-asan -j "$jobs"
+    export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0:detect_stack_use_after_return=0:strict_string_checks=1"
+    export LSAN_OPTIONS="suppressions=$root/scripts/lsan.supp:print_suppressions=0"
+    export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+    (cd build-asan && ctest --output-on-failure -j "$jobs")
+    unset ASAN_OPTIONS LSAN_OPTIONS UBSAN_OPTIONS
+fi
+
+if [ "$which" = all ] || [ "$which" = thread ]; then
+    echo "== ThreadSanitizer: the concurrent parts" >&2
+    configure build-tsan thread
+    targets=$(cd build-tsan && ctest -N -L concurrency | sed -n 's/^ *Test *#[0-9]*: \([^/ ]*\).*/\1/p' | sort -u)
+    # shellcheck disable=SC2086
+    cmake --build build-tsan -j "$jobs" --target $targets dispatch_probe
+    export TSAN_OPTIONS="suppressions=$root/scripts/tsan.supp:halt_on_error=1:second_deadlock_stack=1"
+    (cd build-tsan && ctest --output-on-failure -j "$jobs" -L concurrency)
+fi
