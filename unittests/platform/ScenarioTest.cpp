@@ -769,6 +769,32 @@ TEST(ScenarioFiles, AutomationFiles) {
     EXPECT_EQ(errorOfFile(dir.filePath("none.json")), "FILE: cannot be read: No such file or directory");
 }
 
+TEST(ScenarioFiles, AutomationFromText) {
+    const auto actions = parseAutomation(R"([{"tap": "YES"}, {"wifiPower": false}])", "script.json");
+    ASSERT_EQ(actions.size(), 2u);
+    EXPECT_EQ(actions[0].tap, QStringLiteral("YES"));
+    EXPECT_EQ(actions[1].place, QStringLiteral("[1]"));
+    EXPECT_EQ(actions[1].wifiPower, false);
+    EXPECT_TRUE(parseAutomation(R"({"automation": []})", "script.json").empty());
+    const auto errorOfText = [](const char* text) -> std::string {
+        try {
+            parseAutomation(text, "script.json");
+        } catch (const ScenarioError& e) {
+            return e.what();
+        }
+        return "(no error)";
+    };
+    EXPECT_EQ(errorOfText(R"([{"waitMs": -1}])"),
+              "script.json: [0].waitMs: expected an integer from 0 to 600000, got -1");
+    EXPECT_EQ(errorOfText(R"({"automation": [], "tests": 5})"),
+              "script.json: tests: expected an object, got an integer");
+    EXPECT_EQ(
+        errorOfText("5"),
+        "script.json: an automation file holds an array of actions or an object with \"automation\", got "
+        "an integer");
+    EXPECT_EQ(errorOfText("[,]"), "script.json: line 1, column 2: expected a value, found ','");
+}
+
 // ----- the built-in scenario and the examples --------------------------------------------------
 
 TEST(BuiltInScenario, IsTheShippedDefaultFile) {

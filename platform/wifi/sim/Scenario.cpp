@@ -467,9 +467,9 @@ Scenario builtInScenario() {
     return parseScenario(f.readAll(), QString::fromLatin1(kBuiltInScenarioFile));
 }
 
-std::vector<AutomationAction> loadAutomationFile(const QString& path) {
-    const Value root = parseDocument(readWholeFile(path), path);
-    return readingFile(path, [&] {
+std::vector<AutomationAction> parseAutomation(const QByteArray& json, const QString& file) {
+    const Value root = parseDocument(json, file);
+    return readingFile(file, [&] {
         const JsonField document(root);
         if (document.kind() == Value::Kind::Array) {
             return readAutomation(document);
@@ -486,6 +486,10 @@ std::vector<AutomationAction> loadAutomationFile(const QString& path) {
         }
         return std::move(*s.automation);
     });
+}
+
+std::vector<AutomationAction> loadAutomationFile(const QString& path) {
+    return parseAutomation(readWholeFile(path), path);
 }
 
 }  // namespace platform::sim
