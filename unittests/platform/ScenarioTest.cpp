@@ -1,5 +1,5 @@
 // Scenario files of the simulated Wi-Fi device: what they say, and the exact complaint for each
-// kind of mistake.
+// kind of mistake (the bad files themselves are data: unittests/data/bad-scenarios).
 #include "platform/foundation/DateFormatter.h"
 #include "platform/foundation/Json.h"
 #include "platform/wifi/WiFiRecords.h"
@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 
 using namespace platform;
@@ -24,16 +26,6 @@ namespace {
 
 Scenario parse(const char* json) {
     return parseScenario(QByteArray(json), QStringLiteral("test.json"));
-}
-
-// The full message of the error that parsing json raises, or "(no error)".
-std::string errorOf(const char* json) {
-    try {
-        parse(json);
-    } catch (const ScenarioError& e) {
-        return e.what();
-    }
-    return "(no error)";
 }
 
 // The single result of a one-answer test ID.
@@ -413,288 +405,90 @@ TEST(Scenario, TypedValueFromJsonIsTheInfoConversion) {
 }
 
 // ----- bad files: each names the file, the place and the reason -------------------------------
+//
+// Each case is a whole scenario file, unittests/data/bad-scenarios/<name>.json, next to
+// <name>.expected holding the exact message that reading it raises. With WIFIPROFILE_UPDATE_GOLDEN=1
+// set the test writes what the reader says into the .expected files instead; review the diff.
 
-struct BadFile {
-    const char* json;
-    const char* message;
-};
+namespace {
 
-void PrintTo(const BadFile& bad, std::ostream* os) {
-    *os << bad.json;
+const QString kBadScenarioDir = QStringLiteral(WIFIPROFILE_SOURCE_DIR "/unittests/data/bad-scenarios");
+
+// The files of the bad-scenario folder with the given suffix, without it, in order.
+std::vector<std::string> badScenarioFiles(const QString& suffix) {
+    std::vector<std::string> names;
+    for (const QString& file :
+         QDir(kBadScenarioDir).entryList({QLatin1Char('*') + suffix}, QDir::Files, QDir::Name)) {
+        names.push_back(file.chopped(suffix.size()).toStdString());
+    }
+    return names;
 }
 
-class ScenarioErrors : public ::testing::TestWithParam<BadFile> {};
-
-TEST_P(ScenarioErrors, NamesPlaceAndReason) {
-    EXPECT_EQ(errorOf(GetParam().json), GetParam().message) << "for " << GetParam().json;
+QByteArray readFile(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Syntax, ScenarioErrors,
-    ::testing::Values(BadFile{"{\n  \"description\": \"x\"\n  \"tests\": {}\n}",
-                              "test.json: line 3, column 3: expected ',' or '}', found '\"'"},
-                      BadFile{"{\"tests\": {\"16\": {\"result\": true, \"result\": false}}}",
-                              "test.json: line 1, column 35: duplicate key \"result\" (tests.\"16\".result)"},
-                      BadFile{"", "test.json: line 1, column 1: expected a value, found the end of the text"},
-                      BadFile{"{} x", "test.json: line 1, column 4: unexpected 'x' after the value"}));
+// The message that reading the case's file raises, the file named as itself; nullopt when the file
+// is read without error.
+std::optional<std::string> messageOfBadScenario(const QString& name) {
+    const QString file = name + QStringLiteral(".json");
+    try {
+        parseScenario(readFile(kBadScenarioDir + u'/' + file), file);
+    } catch (const ScenarioError& e) {
+        return std::string(e.what());
+    }
+    return std::nullopt;
+}
 
-INSTANTIATE_TEST_SUITE_P(
-    TopLevel, ScenarioErrors,
-    ::testing::Values(
-        BadFile{"[]", "test.json: a scenario is a JSON object, got an array"},
-        BadFile{R"({"test": {}})",
-                "test.json: test: unknown key \"test\" in a scenario (known keys: automation, defaultAnswer, "
-                "description, device, events, latencyMs, networks, status, tests)"},
-        BadFile{R"({"description": 5})", "test.json: description: expected a string, got an integer"},
-        BadFile{R"({"latencyMs": 2.5})", "test.json: latencyMs: expected an integer, got a fraction"},
-        BadFile{R"({"latencyMs": -1})", "test.json: latencyMs: expected an integer from 0 to 600000, got -1"},
-        BadFile{R"({"latencyMs": 18446744073709551615})",
-                "test.json: latencyMs: integer 18446744073709551615 is too large (at most "
-                "9223372036854775807)"}));
+}  // namespace
 
-INSTANTIATE_TEST_SUITE_P(
-    Device, ScenarioErrors,
-    ::testing::Values(BadFile{R"({"device": true})", "test.json: device: expected an object, got a boolean"},
-                      BadFile{R"({"device": {"radio": true}})",
-                              "test.json: device.radio: unknown key \"radio\" in the device (known keys: "
-                              "capabilities, devices, "
-                              "managerClient, power, wifiRadio)"},
-                      BadFile{R"({"device": {"power": "on"}})",
-                              "test.json: device.power: expected a boolean, got a string"},
-                      BadFile{R"({"device": {"devices": 65}})",
-                              "test.json: device.devices: expected an integer from 0 to 64, got 65"},
-                      BadFile{R"({"device": {"capabilities": {"wapi": 1}}})",
-                              "test.json: device.capabilities.wapi: expected a boolean, got an integer"}));
+class BadScenarioFile : public ::testing::TestWithParam<std::string> {};
 
-INSTANTIATE_TEST_SUITE_P(
-    Status, ScenarioErrors,
-    ::testing::Values(
-        BadFile{R"({"status": []})", "test.json: status: expected at least one answer, got an empty list"},
-        BadFile{R"({"status": "joined"})", "test.json: status: expected an object, got a string"},
-        BadFile{R"({"status": {}})",
-                "test.json: status: a status answer needs \"ssid\" and \"bssid\", \"joined\": false, "
-                "\"wifi\": null "
-                "or \"error\""},
-        BadFile{R"({"status": {"ssid": "Home"}})",
-                "test.json: status: a joined status needs \"ssid\" and \"bssid\"; \"bssid\" is missing"},
-        BadFile{R"({"status": [{"joined": false}, {"ssid": "Home", "bssid": 7}]})",
-                "test.json: status[1].bssid: expected a string, got an integer"},
-        BadFile{R"({"status": {"joined": false, "ssid": "Home"}})",
-                "test.json: status.ssid: a status answer with \"joined\" cannot also have \"ssid\""},
-        BadFile{
-            R"({"status": {"wifi": {}}})",
-            "test.json: status.wifi: only \"wifi\": null is allowed here (a snapshot without Wi-Fi status)"},
-        BadFile{R"({"status": {"error": {"code": 1}, "ssid": "x"}})",
-                "test.json: status.ssid: a status answer with \"error\" cannot also have \"ssid\""},
-        BadFile{R"({"status": {"ssid": "a", "bssid": "b", "latency": 5}})",
-                "test.json: status.latency: unknown key \"latency\" in a status answer (known keys: bssid, "
-                "comment, "
-                "error, joined, latencyMs, ssid, wifi)"},
-        BadFile{R"({"status": {"error": {"text": "x"}}})",
-                "test.json: status.error: an error needs the key \"code\""},
-        BadFile{R"({"status": {"error": {"code": "5"}}})",
-                "test.json: status.error.code: expected an integer, got a string"}));
+TEST_P(BadScenarioFile, RaisesTheExpectedMessage) {
+    const QString name = QString::fromStdString(GetParam());
+    const QString casePath = kBadScenarioDir + u'/' + name + QStringLiteral(".json");
+    const QString expectedPath = kBadScenarioDir + u'/' + name + QStringLiteral(".expected");
+    const std::optional<std::string> message = messageOfBadScenario(name);
+    ASSERT_TRUE(message.has_value()) << casePath.toStdString()
+                                     << " is read without error; a bad scenario must be rejected";
+    if (qEnvironmentVariableIsSet("WIFIPROFILE_UPDATE_GOLDEN")) {
+        QFile f(expectedPath);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate)) << expectedPath.toStdString();
+        f.write(QByteArray::fromStdString(*message) + '\n');
+        GTEST_SKIP() << "rewrote " << expectedPath.toStdString() << "; review the diff";
+    }
+    QFile expectedFile(expectedPath);
+    ASSERT_TRUE(expectedFile.open(QIODevice::ReadOnly))
+        << expectedPath.toStdString() << " is missing (WIFIPROFILE_UPDATE_GOLDEN=1 writes it)";
+    QByteArray expected = expectedFile.readAll();
+    if (expected.endsWith('\n')) {
+        expected.chop(1);
+    }
+    EXPECT_EQ(*message, expected.toStdString()) << "case " << casePath.toStdString();
+}
 
-INSTANTIATE_TEST_SUITE_P(
-    Tests, ScenarioErrors,
-    ::testing::Values(
-        BadFile{R"({"tests": []})", "test.json: tests: expected an object, got an array"},
-        BadFile{R"({"tests": {"abc": {"error": {"code": 1}}}})",
-                "test.json: tests.abc: a test ID is a decimal number such as \"16\", got \"abc\""},
-        BadFile{R"({"tests": {"016": {"error": {"code": 1}}}})",
-                "test.json: tests.\"016\": a test ID is a decimal number such as \"16\", got \"016\""},
-        BadFile{R"({"tests": {"-3": {"error": {"code": 1}}}})",
-                "test.json: tests.\"-3\": a test ID is a decimal number such as \"16\", got \"-3\""},
-        BadFile{R"({"tests": {"16": []}})",
-                "test.json: tests.\"16\": expected at least one answer, got an empty list"},
-        BadFile{
-            R"({"tests": {"16": {}}})",
-            "test.json: tests.\"16\": an answer needs \"result\" and \"didPass\", \"results\" or \"error\""},
-        BadFile{R"({"tests": {"16": {"result": true}}})",
-                "test.json: tests.\"16\": a test result needs the key \"didPass\""},
-        BadFile{R"({"tests": {"16": {"didPass": true}}})",
-                "test.json: tests.\"16\": a test result needs the key \"result\""},
-        BadFile{R"({"tests": {"16": {"result": 1, "didPass": true}}})",
-                "test.json: tests.\"16\".result: expected a boolean, got an integer"},
-        BadFile{
-            R"({"tests": {"16": {"result": true, "didpass": true}}})",
-            "test.json: tests.\"16\".didpass: unknown key \"didpass\" in a test answer (known keys: comment, "
-            "didPass, error, info, latencyMs, result, results)"},
-        BadFile{
-            R"({"tests": {"16": [{"error": {"code": 1}}, {"result": true, "didPass": true, "info": []}]}})",
-            "test.json: tests.\"16\"[1].info: expected an object, got an array"},
-        BadFile{R"({"tests": {"16": {"result": true, "didPass": true, "results": []}}})",
-                "test.json: tests.\"16\": an answer gives either \"results\" or \"result\", \"didPass\" and "
-                "\"info\", "
-                "not both"},
-        BadFile{R"({"tests": {"16": {"results": {}}}})",
-                "test.json: tests.\"16\".results: expected an array or null, got an object"},
-        BadFile{R"({"tests": {"16": {"results": [true]}}})",
-                "test.json: tests.\"16\".results[0]: expected an object, got a boolean"},
-        BadFile{
-            R"({"tests": {"16": {"results": [null, {"result": true, "didPass": true, "latencyMs": 3}]}}})",
-            "test.json: tests.\"16\".results[1].latencyMs: unknown key \"latencyMs\" in a test result (known "
-            "keys: didPass, info, result)"},
-        BadFile{
-            R"({"tests": {"16": {"error": {"code": 1, "message": "x"}}}})",
-            "test.json: tests.\"16\".error.message: unknown key \"message\" in an error (known keys: code, "
-            "domain, text)"},
-        BadFile{R"({"tests": {"16": {"error": {"code": 1}, "latencyMs": 700000}}})",
-                "test.json: tests.\"16\".latencyMs: expected an integer from 0 to 600000, got 700000"},
-        BadFile{R"({"defaultAnswer": [{"error": {"code": 1}}]})",
-                "test.json: defaultAnswer: expected an object, got an array"},
-        BadFile{R"({"defaultAnswer": {"result": false}})",
-                "test.json: defaultAnswer: a test result needs the key \"didPass\""}));
+INSTANTIATE_TEST_SUITE_P(Data, BadScenarioFile,
+                         ::testing::ValuesIn(badScenarioFiles(QStringLiteral(".json"))),
+                         [](const ::testing::TestParamInfo<std::string>& info) {
+                             QString name = QString::fromStdString(info.param);
+                             name.replace(u'-', u'_');
+                             return name.toStdString();
+                         });
 
-INSTANTIATE_TEST_SUITE_P(
-    TypedValues, ScenarioErrors,
-    ::testing::Values(
-        BadFile{
-            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$float": 1}}}}})",
-            "test.json: tests.\"1\".info.x.$float: unknown tag \"$float\" (known tags: $double, $unsigned, "
-            "$date, $record)"},
-        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$double": "nan"}}}}})",
-                "test.json: tests.\"1\".info.x.$double: expected a number, \"NaN\", \"Infinity\" or "
-                "\"-Infinity\", "
-                "got \"nan\""},
-        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$double": true}}}}})",
-                "test.json: tests.\"1\".info.x.$double: expected a number, \"NaN\", \"Infinity\" or "
-                "\"-Infinity\", "
-                "got a boolean"},
-        BadFile{
-            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$double": 1, "y": 2}}}}})",
-            "test.json: tests.\"1\".info.x.y: a \"$double\" value takes no other keys, found \"y\""},
-        BadFile{
-            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$double": 1, "$unsigned": 2}}}}})",
-            "test.json: tests.\"1\".info.x: an object has at most one tag, found \"$double\" and "
-            "\"$unsigned\""},
-        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": [{"$unsigned": -1}]}}}})",
-                "test.json: tests.\"1\".info.x[0].$unsigned: an unsigned integer cannot be negative, got -1"},
-        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$unsigned": 1.0}}}}})",
-                "test.json: tests.\"1\".info.x.$unsigned: expected a non-negative integer, got a fraction"},
-        BadFile{
-            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$date": "yesterday"}}}}})",
-            "test.json: tests.\"1\".info.x.$date: expected an ISO 8601 date such as "
-            "\"2026-11-20T10:00:00Z\", "
-            "got \"yesterday\""},
-        BadFile{
-            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$date": "2026-11-20T10:00:00"}}}}})",
-            "test.json: tests.\"1\".info.x.$date: the date \"2026-11-20T10:00:00\" needs a time zone: Z or "
-            "an "
-            "offset such as +02:00"},
-        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$date": 0}}}}})",
-                "test.json: tests.\"1\".info.x.$date: expected a string, got an integer"}));
-
-INSTANTIATE_TEST_SUITE_P(
-    Records, ScenarioErrors,
-    ::testing::Values(
-        BadFile{
-            R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$record": "WiFiNetwork"}}}}})",
-            "test.json: tests.\"1\".info.x.$record: unknown record type \"WiFiNetwork\" (known types: "
-            "NetworkProfile, WiFiChannel, WiFiPingResult, WiFiScanResult)"},
-        BadFile{R"({"tests": {"1": {"result": true, "didPass": true, "info": {"x": {"$record": 3}}}}})",
-                "test.json: tests.\"1\".info.x.$record: expected a string, got an integer"},
-        BadFile{
-            R"({"tests": {"31": {"result": false, "didPass": true, "info": {"ScanResults": [
-                     {"$record": "WiFiScanResult", "bssid": "a", "rssi": -50},
-                     {"$record": "WiFiScanResult", "ssidString": "b", "rssi": -50}]}}}})",
-            "test.json: tests.\"31\".info.ScanResults[1]: a WiFiScanResult record needs the field \"bssid\""},
-        BadFile{R"({"tests": {"31": {"result": false, "didPass": true, "info": {"ScanResults": [
-                     {"$record": "WiFiScanResult", "bssid": "a", "rssi": -50.5}]}}}})",
-                "test.json: tests.\"31\".info.ScanResults[0].rssi: expected an integer, got a fraction"},
-        BadFile{R"({"tests": {"31": {"result": false, "didPass": true, "info": {"ScanResults": [
-                     {"$record": "WiFiScanResult", "bssid": "a", "rssi": -50, "ssid": "x"}]}}}})",
-                "test.json: tests.\"31\".info.ScanResults[0].ssid: unknown field \"ssid\" of a "
-                "WiFiScanResult record "
-                "(fields: bssid, channel, rssi, ssidString)"},
-        BadFile{R"({"tests": {"31": {"result": false, "didPass": true, "info": {"ScanResults": [
-                     {"$record": "WiFiScanResult", "bssid": null, "rssi": -50}]}}}})",
-                "test.json: tests.\"31\".info.ScanResults[0].bssid: expected a string, got null"},
-        BadFile{
-            R"({"tests": {"16": [{"result": true, "didPass": true}, {"result": true, "didPass": true, "info": {
-                     "PingResult": {"$record": "WiFiPingResult", "count": "10", "packetLoss": 0, "min": 0, "max": 0,
-                                    "avg": 0, "stddev": 0, "timestamp": 0}}}]}})",
-            "test.json: tests.\"16\"[1].info.PingResult.count: expected an integer, got a string"},
-        BadFile{R"({"tests": {"3": {"result": true, "didPass": true, "info": {
-                     "PingResult": {"$record": "WiFiPingResult", "count": 10, "packetLoss": 0, "min": 0, "max": 0,
-                                    "avg": "fast", "stddev": 0, "timestamp": 0}}}}})",
-                "test.json: tests.\"3\".info.PingResult.avg: expected a number, got a string"},
-        BadFile{
-            R"({"tests": {"3": {"result": true, "didPass": true, "info": {
-                     "PingResult": {"$record": "WiFiPingResult", "count": 10, "packetLoss": 0, "min": 0, "max": 0,
-                                    "avg": 0, "stddev": 0}}}}})",
-            "test.json: tests.\"3\".info.PingResult: a WiFiPingResult record needs the field \"timestamp\""},
-        BadFile{R"({"tests": {"3": {"result": true, "didPass": true, "info": {
-                     "PingResult": {"$record": "WiFiPingResult", "count": 10, "packetLoss": 0, "min": 0, "max": 0,
-                                    "avg": 0, "stddev": 0, "timestamp": true}}}}})",
-                "test.json: tests.\"3\".info.PingResult.timestamp: expected seconds since 2001-01-01 as a "
-                "number, or "
-                "a date, got a boolean"},
-        BadFile{
-            R"({"tests": {"46": {"result": true, "didPass": true, "info": {
-                     "PreferredNetwork": {"$record": "NetworkProfile", "security": 4, "isPasspoint": false,
-                                          "isEnabled": 1, "isCaptive": false, "isHidden": false, "isMultiAP": false}}}}})",
-            "test.json: tests.\"46\".info.PreferredNetwork.isEnabled: expected a boolean, got an integer"},
-        BadFile{R"({"tests": {"46": {"result": true, "didPass": true, "info": {
-                     "PreferredNetwork": {"$record": "NetworkProfile", "security": 4, "isPasspoint": false,
-                                          "isCaptive": false, "isHidden": false, "isMultiAP": false}}}}})",
-                "test.json: tests.\"46\".info.PreferredNetwork: a NetworkProfile record needs the field "
-                "\"isEnabled\""},
-        BadFile{R"({"tests": {"46": {"result": true, "didPass": true, "info": {
-                     "PreferredNetwork": {"$record": "NetworkProfile", "security": 4, "isPasspoint": false,
-                                          "isEnabled": true, "isCaptive": false, "isHidden": false, "isMultiAP": false,
-                                          "lastJoinedTimestamp": 816853333}}}}})",
-                "test.json: tests.\"46\".info.PreferredNetwork.lastJoinedTimestamp: expected an ISO 8601 "
-                "date string "
-                "or {\"$date\": ...}, got an integer"},
-        BadFile{R"({"tests": {"24": {"result": true, "didPass": true, "info": {
-                     "CurrentChannel": {"$record": "WiFiChannel", "channel": 44, "band": "5GHz"}}}}})",
-                "test.json: tests.\"24\".info.CurrentChannel.band: expected an integer, got a string"},
-        BadFile{
-            R"({"tests": {"24": {"result": true, "didPass": true, "info": {
-                     "CurrentChannel": {"$record": "WiFiChannel", "channel": 44, "$date": "x"}}}}})",
-            "test.json: tests.\"24\".info.CurrentChannel: an object has at most one tag, found \"$date\" and "
-            "\"$record\""}));
-
-INSTANTIATE_TEST_SUITE_P(
-    EventsAndAutomation, ScenarioErrors,
-    ::testing::Values(
-        BadFile{R"({"events": {}})", "test.json: events: expected an array of events, got an object"},
-        BadFile{R"({"events": [{"wifiPower": false}]})",
-                "test.json: events[0]: an event needs the key \"atMs\""},
-        BadFile{R"({"events": [{"atMs": 5}]})", "test.json: events[0]: an event needs the key \"wifiPower\""},
-        BadFile{R"({"events": [{"atMs": 5, "wifiPower": false, "power": true}]})",
-                "test.json: events[0].power: unknown key \"power\" in an event (known keys: atMs, comment, "
-                "wifiPower)"},
-        BadFile{R"({"events": [{"atMs": -5, "wifiPower": false}]})",
-                "test.json: events[0].atMs: expected an integer from 0 to 86400000, got -5"},
-        BadFile{R"({"automation": {"tap": "YES"}})",
-                "test.json: automation: expected an array of actions, got an object"},
-        BadFile{
-            R"({"automation": [{"tap": "YES"}, {}]})",
-            "test.json: automation[1]: an action needs one key (actions: tap, wifiPower, waitMs, snapshot, "
-            "tapNetwork, type, pullToRefresh, screenshot)"},
-        BadFile{R"({"automation": [{"tap": "YES", "waitMs": 5}]})",
-                "test.json: automation[0]: an action has exactly one key, found tap, waitMs"},
-        BadFile{R"({"automation": [{"tap": "YES"}, {"swipe": "left"}]})",
-                "test.json: automation[1].swipe: unknown action \"swipe\" (actions: tap, wifiPower, waitMs, "
-                "snapshot, "
-                "tapNetwork, type, pullToRefresh, screenshot)"},
-        BadFile{R"({"automation": [{"tap": ""}]})",
-                "test.json: automation[0].tap: expected a non-empty string"},
-        BadFile{R"({"automation": [{"tap": 1}]})",
-                "test.json: automation[0].tap: expected a string, got an integer"},
-        BadFile{R"({"automation": [{"waitMs": "1s"}]})",
-                "test.json: automation[0].waitMs: expected an integer, got a string"},
-        BadFile{R"({"automation": [{"snapshot": false}]})",
-                "test.json: automation[0].snapshot: \"snapshot\" takes true"},
-        BadFile{R"({"automation": [{"pullToRefresh": 1}]})",
-                "test.json: automation[0].pullToRefresh: expected a boolean, got an integer"},
-        BadFile{R"({"automation": [{"screenshot": ""}]})",
-                "test.json: automation[0].screenshot: expected a non-empty string"},
-        BadFile{R"({"automation": [{"type": null}]})",
-                "test.json: automation[0].type: expected a string, got null"},
-        BadFile{R"({"automation": ["tap"]})", "test.json: automation[0]: expected an object, got a string"}));
+// The folder holds the cases and nothing half made: every scenario has its message and every
+// message its scenario, and names are lower-case words joined by hyphens, so that each gives a
+// distinct test name.
+TEST(BadScenarioFiles, EveryCaseIsComplete) {
+    const std::vector<std::string> scenarios = badScenarioFiles(QStringLiteral(".json"));
+    EXPECT_FALSE(scenarios.empty()) << "no cases in " << kBadScenarioDir.toStdString();
+    EXPECT_EQ(scenarios, badScenarioFiles(QStringLiteral(".expected")))
+        << "each <name>.json in " << kBadScenarioDir.toStdString() << " needs a <name>.expected, and back";
+    static const QRegularExpression kName(QStringLiteral("^[a-z0-9]+(-[a-z0-9]+)*$"));
+    for (const std::string& name : scenarios) {
+        EXPECT_TRUE(kName.match(QString::fromStdString(name)).hasMatch()) << "badly named case: " << name;
+    }
+}
 
 // ----- files ---------------------------------------------------------------------------------
 
@@ -767,6 +561,32 @@ TEST(ScenarioFiles, AutomationFiles) {
     EXPECT_EQ(errorOfFile(write("f.json", "[{\"tap\": \"YES\"},\n {\"tap\": \"NO\"")),
               "FILE: line 2, column 14: expected ',' or '}', found the end of the text");
     EXPECT_EQ(errorOfFile(dir.filePath("none.json")), "FILE: cannot be read: No such file or directory");
+}
+
+TEST(ScenarioFiles, AutomationFromText) {
+    const auto actions = parseAutomation(R"([{"tap": "YES"}, {"wifiPower": false}])", "script.json");
+    ASSERT_EQ(actions.size(), 2u);
+    EXPECT_EQ(actions[0].tap, QStringLiteral("YES"));
+    EXPECT_EQ(actions[1].place, QStringLiteral("[1]"));
+    EXPECT_EQ(actions[1].wifiPower, false);
+    EXPECT_TRUE(parseAutomation(R"({"automation": []})", "script.json").empty());
+    const auto errorOfText = [](const char* text) -> std::string {
+        try {
+            parseAutomation(text, "script.json");
+        } catch (const ScenarioError& e) {
+            return e.what();
+        }
+        return "(no error)";
+    };
+    EXPECT_EQ(errorOfText(R"([{"waitMs": -1}])"),
+              "script.json: [0].waitMs: expected an integer from 0 to 600000, got -1");
+    EXPECT_EQ(errorOfText(R"({"automation": [], "tests": 5})"),
+              "script.json: tests: expected an object, got an integer");
+    EXPECT_EQ(
+        errorOfText("5"),
+        "script.json: an automation file holds an array of actions or an object with \"automation\", got "
+        "an integer");
+    EXPECT_EQ(errorOfText("[,]"), "script.json: line 1, column 2: expected a value, found ','");
 }
 
 // ----- the built-in scenario and the examples --------------------------------------------------
@@ -1084,32 +904,3 @@ TEST(ScenarioNetworks, NamesAreKeptExactly) {
     EXPECT_EQ(s.networkTests.at(QString()).count(32), 1u);
     EXPECT_TRUE(s.tests.empty());  // a network's answers never become the scenario's own
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Networks, ScenarioErrors,
-    ::testing::Values(
-        BadFile{R"({"networks": []})", "test.json: networks: expected an object, got an array"},
-        BadFile{R"({"networks": {"Cafe": {}}})",
-                "test.json: networks.Cafe: a network needs \"tests\", the answers it gives"},
-        BadFile{
-            R"({"networks": {"Cafe": {"34": {"result": true, "didPass": true}}}})",
-            "test.json: networks.Cafe.\"34\": unknown key \"34\" in a network (known keys: comment, tests)"},
-        BadFile{R"({"networks": {"Attic-Guest": [{"tests": {}}]}})",
-                "test.json: networks.\"Attic-Guest\": expected an object, got an array"},
-        BadFile{R"({"networks": {"Attic-Guest": {"tests": [], "comment": "loft"}}})",
-                "test.json: networks.\"Attic-Guest\".tests: expected an object, got an array"},
-        BadFile{R"({"networks": {"Attic-Guest": {"tests": {}, "comment": 5}}})",
-                "test.json: networks.\"Attic-Guest\".comment: expected a string, got an integer"},
-        BadFile{R"({"networks": {"Attic-Guest": {"tests": {"034": {"error": {"code": 1}}}}}})",
-                "test.json: networks.\"Attic-Guest\".tests.\"034\": a test ID is a decimal number such as "
-                "\"16\", got \"034\""},
-        BadFile{
-            R"({"networks": {"Attic-Guest": {"tests": {"34": {"result": 1, "didPass": true}}}}})",
-            "test.json: networks.\"Attic-Guest\".tests.\"34\".result: expected a boolean, got an integer"},
-        BadFile{
-            R"({"networks": {"Attic-Guest": {"tests": {"34": [{"error": {"code": 1}}, {"result": true}]}}}})",
-            "test.json: networks.\"Attic-Guest\".tests.\"34\"[1]: a test result needs the key \"didPass\""},
-        BadFile{
-            R"({"networks": {"Attic-Guest": {"tests": {"34": []}}}})",
-            "test.json: networks.\"Attic-Guest\".tests.\"34\": expected at least one answer, got an empty "
-            "list"}));
