@@ -776,7 +776,9 @@ TEST(BuiltInScenario, NearbyNetworksAgreeWithTheScan) {
         }
         EXPECT_EQ(named, selectedIDs) << name;
 
-        const auto answer = [&](std::int64_t id) { return onlyNetworkResult(s, network, id); };
+        const auto answer = [&, networkName = network](std::int64_t id) {
+            return onlyNetworkResult(s, networkName, id);
+        };
         EXPECT_EQ(infoValue(answer(42), "NetworkName"), Value::string(network)) << name;
         const auto channel = infoValue(answer(24), "CurrentChannel").recordAs<WiFiChannel>();
         ASSERT_NE(channel, nullptr) << name;
