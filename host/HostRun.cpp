@@ -262,36 +262,45 @@ void HostRun::onFinished(bool finished, std::optional<Value> statusCode) {
                                                   {QStringLiteral("finished"), Value::boolean(finished)},
                                                   {QStringLiteral("statusCode"), optionalValue(statusCode)},
                                               }));
-    if (finished && !concluded_.exchange(true)) {
+    if (finished && !finishSeen_.exchange(true)) {
         QMetaObject::invokeMethod(
             qApp, [this] { onFirstFinish(); }, Qt::QueuedConnection);
     }
 }
 
 void HostRun::onFirstFinish() {
+    if (!settle(kExitFinished)) {
+        return;
+    }
     printResult(true);
-    conclude(kExitFinished);
+    conclude();
 }
 
 void HostRun::onTimeout() {
-    if (concluded_.exchange(true)) {
+    // A finish seen before the limit wins, even when the main thread has not printed it yet.
+    if (finishSeen_ || !settle(kExitTimedOut)) {
         return;
     }
     error(QStringLiteral("the diagnostic did not finish within %1 s").arg(options_.timeoutSeconds));
     printResult(false);
-    conclude(kExitTimedOut);
+    conclude();
 }
 
 void HostRun::onAutomationFailure(const QString& place, const QString& why) {
-    if (concluded_.exchange(true)) {
+    if (finishSeen_ || !settle(kExitScenarioUnusable)) {
         return;
     }
     error(QStringLiteral("automation %1, at %2: %3").arg(player_->file(), place, why));
-    conclude(kExitScenarioUnusable);
+    conclude();
 }
 
-void HostRun::conclude(int code) {
-    exitCode_ = code;
+bool HostRun::settle(int code) {
+    int unsettled = kUnsettled;
+    return exitCode_.compare_exchange_strong(unsettled, code);
+}
+
+void HostRun::conclude() {
+    const int code = exitCode_.load();
     if (player_) {
         player_->stop();
         if (code == kExitFinished && player_->remaining() > 0) {
@@ -313,7 +322,10 @@ void HostRun::conclude(int code) {
     QCoreApplication::quit();
 }
 
-void HostRun::printResult(bool finished) {
+bool HostRun::printResult(bool finished) {
+    if (resultPrinted_.exchange(true)) {
+        return false;
+    }
     const std::optional<Value> statusCode = controller_->result().statusCode();
     const platform::DictionaryRef data = controller_->result().data();
     // The status code leads, as readers of the result expect; the rest follows the JSON rules.
@@ -330,6 +342,7 @@ void HostRun::printResult(bool finished) {
                       {QStringLiteral("data"), data ? Value::dictionary(data) : Value::null()},
                       {QStringLiteral("finished"), Value::boolean(finished)},
                   }));
+    return true;
 }
 
 int HostRun::drainAndReport(int code) {
@@ -428,14 +441,17 @@ void HostRun::startWatchdog() {
         if (watchdogWake_.wait_for(lock, limit, [this] { return watchdogCancelled_; })) {
             return;
         }
-        const bool concludedBefore = concluded_.exchange(true);
         error(QStringLiteral("the main thread has not answered for %1 ms; exiting").arg(limit.count()));
-        if (!concludedBefore) {
-            printResult(false);
+        // A result the main thread never printed is printed here, as the diagnostic finished it or
+        // as it stands, and the run counts as not ended in time. An automation failure, which
+        // prints no result, keeps its code.
+        int code = exitCode_.load();
+        if (code != kExitScenarioUnusable && printResult(false)) {
+            code = kExitTimedOut;
         }
         std::fflush(stdout);
         std::fflush(stderr);
-        std::_Exit(concludedBefore ? exitCode_.load() : static_cast<int>(kExitTimedOut));
+        std::_Exit(code);
     });
 }
 

@@ -45,13 +45,16 @@ class HostRun {
     void onFirstFinish();
     void onTimeout();
     void onAutomationFailure(const QString& place, const QString& why);
-    // Ends the run with code: tears the diagnostic down and leaves the event loop.
-    void conclude(int code);
+    // Settles the exit code unless it was settled before; answers whether it did.
+    bool settle(int code);
+    // Ends the settled run: tears the diagnostic down and leaves the event loop.
+    void conclude();
     int drainAndReport(int code);
     void startWatchdog();
     void stopWatchdog();
 
-    void printResult(bool finished);
+    // Prints the result unless another thread has claimed the printing; answers whether it did.
+    bool printResult(bool finished);
     void error(const QString& message);
 
     HostOptions options_;
@@ -62,8 +65,10 @@ class HostRun {
     std::shared_ptr<platform::HostDiagnosticViewController> controller_;
     std::unique_ptr<AutomationPlayer> player_;
 
-    std::atomic<bool> concluded_{false};  // the result was printed (or the run failed) once
-    std::atomic<int> exitCode_{kExitOther};
+    static constexpr int kUnsettled = -1;
+    std::atomic<bool> finishSeen_{false};     // the diagnostic first reported it finished (any thread)
+    std::atomic<int> exitCode_{kUnsettled};   // how the run ends, settled once on the main thread
+    std::atomic<bool> resultPrinted_{false};  // claimed by whichever thread prints the result, once
 
     std::mutex watchdogMutex_;
     std::condition_variable watchdogWake_;

@@ -1,7 +1,7 @@
 // A probe diagnostic for the host's tests: a plugin that misbehaves on request, so that the host's
-// own handling (a second finish, handles held or released too often, a main thread that hangs,
-// disabled buttons) can be checked apart from the real diagnostic. The parameter "behaviour"
-// picks what it does.
+// own handling (a second finish, handles held or released too often, a main thread that hangs
+// before or after finishing, disabled buttons) can be checked apart from the real diagnostic. The
+// parameter "behaviour" picks what it does.
 
 #include "platform/foundation/Dispatch.h"
 #include "platform/host/Extension.h"
@@ -54,6 +54,10 @@ class ProbeController final : public platform::HostDiagnosticViewController {
             platform::releaseHandle(manager);
             end(0);
         } else if (behaviour_ == QLatin1String("hangMainThread")) {
+            std::this_thread::sleep_for(60s);
+        } else if (behaviour_ == QLatin1String("finishThenHangMainThread")) {
+            // The finish is seen at once, but the main thread never gets to print it.
+            end(3);
             std::this_thread::sleep_for(60s);
         } else if (behaviour_ == QLatin1String("disabledNext")) {
             showBarButton(false);
