@@ -1,8 +1,10 @@
 #include "host/HostRun.h"
 
+#include "host/HostObservers.h"
+#include "host/HostOutput.h"
+
 #include "platform/foundation/Dispatch.h"
 #include "platform/foundation/Json.h"
-#include "platform/foundation/Log.h"
 #include "platform/host/HostDiagnostic.h"
 #include "platform/wifi/WiFiBackend.h"
 #include "platform/wifi/WiFiManager.h"
@@ -36,11 +38,6 @@ constexpr int kDrainMs = 5000;
 // How long past the time limit the host waits for a main thread that does not answer: the drain
 // and a little more.
 constexpr int kUnresponsiveGraceMs = kDrainMs + 1000;
-
-void writeOut(FILE* stream, const QByteArray& text) {
-    std::fwrite(text.constData(), 1, static_cast<std::size_t>(text.size()), stream);
-    std::fflush(stream);
-}
 
 QString defaultPluginPath() {
     const QString beside =
@@ -77,17 +74,24 @@ HostRun::~HostRun() {
 }
 
 void HostRun::error(const QString& message) {
-    writeOut(stderr, QStringLiteral("wifi-profile: %1\n").arg(message).toUtf8());
-    events_.write(QStringLiteral("error"),
-                  Dictionary::make({{QStringLiteral("message"), Value::string(message)}}));
+    reportError(events_, message);
 }
 
 int HostRun::run() {
-    const int early = prepare();
+    try {
+        return observedRun();
+    } catch (const std::exception& e) {
+        // A diagnostic that throws out of a hook fails its run; it does not take the host down.
+        error(QStringLiteral("the run failed: %1").arg(QString::fromUtf8(e.what())));
+        return kExitOther;
+    }
+}
+
+int HostRun::observedRun() {
+    // Whichever way this function is left, the observers go with it.
+    HostObservers observers(events_);
+    const int early = prepare(observers);
     if (early >= 0) {
-        platform::TestAutomation::sharedInstance()->setConfigurationObserver(nullptr);
-        platform::ui::setScreenEventObserver(nullptr);
-        platform::setLogSink(nullptr);
         return early;
     }
     startWatchdog();
@@ -97,7 +101,7 @@ int HostRun::run() {
     return drainAndReport(exitCode_.load());
 }
 
-int HostRun::prepare() {
+int HostRun::prepare(HostObservers& observers) {
     if (options_.eventsPath) {
         QString why;
         if (!events_.open(*options_.eventsPath, &why)) {
@@ -105,21 +109,6 @@ int HostRun::prepare() {
             return kExitOther;
         }
     }
-    platform::setLogSink([this](int category, platform::LogLevel level, const QString& message) {
-        const QString name = QString::fromUtf8(platform::logLevelName(level));
-        writeOut(stderr,
-                 QStringLiteral("[%1] cat %2: %3\n").arg(name, QString::number(category), message).toUtf8());
-        events_.write(QStringLiteral("log"), Dictionary::make({
-                                                 {QStringLiteral("category"), Value::integer(category)},
-                                                 {QStringLiteral("level"), Value::string(name)},
-                                                 {QStringLiteral("message"), Value::string(message)},
-                                             }));
-    });
-
-    platform::ui::setScreenEventObserver([this](const QString& kind, platform::DictionaryRef fields) {
-        events_.write(kind, std::move(fields));
-    });
-
     // The simulated device and the user actions to play on it.
     platform::sim::Scenario scenario;
     try {
@@ -155,18 +144,7 @@ int HostRun::prepare() {
 
     // The device first: the diagnostic finds its platform in place when it loads.
     backend_ = std::make_shared<platform::sim::SimBackend>(std::move(scenario));
-    backend_->setRequestObserver([this](const platform::sim::RecordedRequest& request) {
-        auto fields = Dictionary::make();
-        if (request.kind == platform::sim::RecordedRequest::Kind::Status) {
-            fields->set(QStringLiteral("kind"), Value::string(QStringLiteral("status")));
-        } else {
-            fields->set(QStringLiteral("kind"), Value::string(QStringLiteral("test")));
-            fields->set(QStringLiteral("testID"), Value::integer(request.testID));
-            fields->set(QStringLiteral("configuration"),
-                        request.configuration ? Value::dictionary(request.configuration) : Value::null());
-        }
-        events_.write(QStringLiteral("request"), fields);
-    });
+    observers.observeRequests(backend_);
     platform::installWiFiBackend(backend_);
 
     // The plugin stays loaded until the process ends: jobs it started may outlive the controller.
@@ -214,15 +192,8 @@ int HostRun::prepare() {
         return kExitParametersRejected;
     }
 
-    // Whatever the diagnostic posts to the test automation is observable; it is asked to post only
-    // when automation is on.
-    auto* testAutomation = platform::TestAutomation::sharedInstance();
-    testAutomation->setConfigurationObserver([this](platform::DictionaryRef configuration) {
-        events_.write(QStringLiteral("configuration"),
-                      Dictionary::make({{QStringLiteral("configuration"),
-                                         configuration ? Value::dictionary(configuration) : Value::null()}}));
-    });
-    testAutomation->setTestAutomationEnabled(automation.has_value());
+    // The diagnostic posts its configuration, which the observers report, only when automation is on.
+    platform::TestAutomation::sharedInstance()->setTestAutomationEnabled(automation.has_value());
 
     controller_ = extension_->makeViewController();
     if (!controller_) {
@@ -424,10 +395,6 @@ int HostRun::drainAndReport(int code) {
         std::fflush(stderr);
         std::_Exit(code);
     }
-    platform::TestAutomation::sharedInstance()->setConfigurationObserver(nullptr);
-    backend_->setRequestObserver(nullptr);
-    platform::ui::setScreenEventObserver(nullptr);
-    platform::setLogSink(nullptr);
     return code;
 }
 

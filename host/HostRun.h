@@ -19,6 +19,8 @@
 
 namespace host {
 
+class HostObservers;
+
 // The host's exit codes.
 enum ExitCode : int {
     kExitFinished = 0,
@@ -36,10 +38,13 @@ class HostRun {
     HostRun& operator=(const HostRun&) = delete;
 
     // Runs the diagnostic to its end inside the application's event loop; answers the exit code.
+    // An exception out of the diagnostic's hooks fails the run (exit 1) after it is reported.
     int run();
 
   private:
-    int prepare();  // everything before the event loop; answers -1 when the run may go on
+    int observedRun();
+    // Everything before the event loop; answers -1 when the run may go on.
+    int prepare(HostObservers& observers);
     void startDiagnostic();
     void onFinished(bool finished, std::optional<platform::Value> statusCode);
     void onFirstFinish();

@@ -625,6 +625,19 @@ TEST_F(HostRunTest, AFinishTheHungMainThreadNeverPrintedIsPrintedByTheTimeLimit)
     EXPECT_LT(r.took, std::chrono::seconds(20));
 }
 
+TEST_F(HostRunTest, ADiagnosticThatThrowsInItsSetUpIsAnOtherFailure) {
+    const HostRun r = run(probe("throwInSetup"));
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(
+        r.err.contains(QStringLiteral("wifi-profile: the run failed: the probe refuses to be set up\n")))
+        << str(r.err);
+    EXPECT_TRUE(r.out.isEmpty());
+    const auto errors = r.eventsOf(QStringLiteral("error"));
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_EQ(field(errors[0], "message").toString(),
+              QStringLiteral("the run failed: the probe refuses to be set up"));
+}
+
 TEST_F(HostRunTest, TapOnTheNavigationBarsButtonRunsItsAction) {
     const QString actions = write(QStringLiteral("next.json"), R"([{"snapshot": true}, {"tap": "NEXT"}])");
     QStringList arguments = probe("enabledNext");
