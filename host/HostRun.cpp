@@ -2,6 +2,7 @@
 
 #include "host/HostObservers.h"
 #include "host/HostOutput.h"
+#include "host/QtWorkerThreads.h"
 
 #include "platform/foundation/Dispatch.h"
 #include "platform/foundation/Json.h"
@@ -394,6 +395,10 @@ int HostRun::drainAndReport(int code) {
         std::fflush(stdout);
         std::fflush(stderr);
         std::_Exit(code);
+    }
+    // The process ends soon after: Qt's worker threads end now, in order, not as it goes down.
+    if (!stopQtWorkerThreads(std::chrono::milliseconds(kDrainMs))) {
+        error(QStringLiteral("Qt's worker threads did not end within %1 ms").arg(kDrainMs));
     }
     return code;
 }
