@@ -1,28 +1,20 @@
 #include "host/HostRun.h"
 
+#include "host/DrainReport.h"
 #include "host/HostObservers.h"
 #include "host/HostOutput.h"
+#include "host/ParameterReport.h"
+#include "host/PluginLoader.h"
 #include "host/QtWorkerThreads.h"
 
-#include "platform/foundation/Dispatch.h"
-#include "platform/foundation/Json.h"
 #include "platform/host/HostDiagnostic.h"
 #include "platform/wifi/WiFiBackend.h"
-#include "platform/wifi/WiFiManager.h"
 
 #include <QApplication>
-#include <QDeadlineTimer>
-#include <QDir>
-#include <QFileInfo>
-#include <QLibrary>
 #include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
-
-#ifndef HOST_DEFAULT_PLUGIN_NAME
-#error "HOST_DEFAULT_PLUGIN_NAME must name the diagnostic plugin's file"
-#endif
 
 namespace host {
 
@@ -35,24 +27,10 @@ namespace {
 constexpr int kScreenWidth = 375;
 constexpr int kScreenHeight = 667;
 // How long the diagnostic's queued and running work may take to drain after the end.
-constexpr int kDrainMs = 5000;
+constexpr std::chrono::milliseconds kDrain{5000};
 // How long past the time limit the host waits for a main thread that does not answer: the drain
 // and a little more.
-constexpr int kUnresponsiveGraceMs = kDrainMs + 1000;
-
-QString defaultPluginPath() {
-    const QString beside =
-        QDir(QCoreApplication::applicationDirPath())
-            .absoluteFilePath(QStringLiteral("../lib/") + QStringLiteral(HOST_DEFAULT_PLUGIN_NAME));
-    if (QFileInfo::exists(beside)) {
-        return QDir::cleanPath(beside);
-    }
-#ifdef HOST_DEFAULT_PLUGIN_PATH
-    return QStringLiteral(HOST_DEFAULT_PLUGIN_PATH);
-#else
-    return QDir::cleanPath(beside);
-#endif
-}
+constexpr std::chrono::milliseconds kUnresponsiveGrace = kDrain + std::chrono::milliseconds(1000);
 
 QString describeScenarioError(const QString& role, const platform::sim::ScenarioError& e) {
     QString where = QStringLiteral("%1 %2").arg(role, e.file());
@@ -71,7 +49,7 @@ Value optionalValue(const std::optional<Value>& v) {
 HostRun::HostRun(HostOptions options) : options_(std::move(options)) {}
 
 HostRun::~HostRun() {
-    stopWatchdog();
+    watchdog_.stop();
 }
 
 void HostRun::error(const QString& message) {
@@ -95,7 +73,11 @@ int HostRun::observedRun() {
     if (early >= 0) {
         return early;
     }
-    startWatchdog();
+    // The time limit is kept by the event loop; the watchdog only acts when the main thread is
+    // stuck (for example in a service call that never returns), so that the limit still holds.
+    const auto limit =
+        std::chrono::milliseconds(static_cast<qint64>(options_.timeoutSeconds * 1000.0)) + kUnresponsiveGrace;
+    watchdog_.start(limit, [this, limit] { onMainThreadUnanswered(limit); });
     QTimer::singleShot(0, qApp, [this] { startDiagnostic(); });
     QTimer::singleShot(static_cast<int>(options_.timeoutSeconds * 1000.0), qApp, [this] { onTimeout(); });
     QCoreApplication::exec();
@@ -148,48 +130,17 @@ int HostRun::prepare(HostObservers& observers) {
     observers.observeRequests(backend_);
     platform::installWiFiBackend(backend_);
 
-    // The plugin stays loaded until the process ends: jobs it started may outlive the controller.
     const QString pluginPath = options_.pluginPath.value_or(defaultPluginPath());
-    QLibrary plugin(pluginPath);
-    if (!plugin.load()) {
-        error(
-            QStringLiteral("cannot load the diagnostic plugin %1: %2").arg(pluginPath, plugin.errorString()));
-        return kExitOther;
-    }
-    const auto entry = reinterpret_cast<PlatformDiagnosticExtensionEntry>(
-        plugin.resolve(PLATFORM_DIAGNOSTIC_EXTENSION_ENTRY));
-    if (!entry) {
-        error(QStringLiteral("%1 is no diagnostic plugin: it does not export %2")
-                  .arg(pluginPath, QStringLiteral(PLATFORM_DIAGNOSTIC_EXTENSION_ENTRY)));
-        return kExitOther;
-    }
-    extension_ = entry();
+    QString why;
+    extension_ = loadDiagnosticPlugin(pluginPath, &why);
     if (!extension_) {
-        error(QStringLiteral("the plugin %1 made no diagnostic").arg(pluginPath));
+        error(why);
         return kExitOther;
     }
 
     // Parameters, checked by the diagnostic's own inputs; each problem is named.
     inputs_ = extension_->makeInputs();
-    bool accepted = false;
-    QStringList problems;
-    {
-        platform::InputValidationReport report;
-        accepted = inputs_ && inputs_->validateAndInitializeParameters(options_.parameters);
-        problems = report.problems();
-    }
-    if (!accepted) {
-        if (problems.isEmpty()) {
-            problems << QStringLiteral("the diagnostic rejected its parameters %1")
-                            .arg(QString::fromUtf8(platform::toJson(*options_.parameters)));
-        }
-        auto listed = platform::makeArray();
-        for (const QString& p : problems) {
-            writeOut(stderr, QStringLiteral("wifi-profile: parameter %1\n").arg(p).toUtf8());
-            listed->push_back(Value::string(p));
-        }
-        events_.write(QStringLiteral("parametersRejected"),
-                      Dictionary::make({{QStringLiteral("problems"), Value::array(listed)}}));
+    if (!acceptParameters(inputs_.get(), options_.parameters, events_)) {
         return kExitParametersRejected;
     }
 
@@ -244,7 +195,7 @@ void HostRun::onFirstFinish() {
     if (!settle(kExitFinished)) {
         return;
     }
-    printResult(true);
+    printer_.print(controller_->result(), true);
     conclude();
 }
 
@@ -254,7 +205,7 @@ void HostRun::onTimeout() {
         return;
     }
     error(QStringLiteral("the diagnostic did not finish within %1 s").arg(options_.timeoutSeconds));
-    printResult(false);
+    printer_.print(controller_->result(), false);
     conclude();
 }
 
@@ -294,63 +245,10 @@ void HostRun::conclude() {
     QCoreApplication::quit();
 }
 
-bool HostRun::printResult(bool finished) {
-    if (resultPrinted_.exchange(true)) {
-        return false;
-    }
-    const std::optional<Value> statusCode = controller_->result().statusCode();
-    const platform::DictionaryRef data = controller_->result().data();
-    // The status code leads, as readers of the result expect; the rest follows the JSON rules.
-    QByteArray line = "{\"statusCode\": " + platform::toJson(optionalValue(statusCode)) +
-                      ", \"data\": " + (data ? platform::toJson(*data) : QByteArray("null"));
-    if (!finished) {
-        line += ", \"finished\": false";
-    }
-    line += "}\n";
-    writeOut(stdout, line);
-    events_.write(QStringLiteral("result"),
-                  Dictionary::make({
-                      {QStringLiteral("statusCode"), optionalValue(statusCode)},
-                      {QStringLiteral("data"), data ? Value::dictionary(data) : Value::null()},
-                      {QStringLiteral("finished"), Value::boolean(finished)},
-                  }));
-    return true;
-}
-
 int HostRun::drainAndReport(int code) {
-    // The event loop keeps turning while the diagnostic's work drains, so a late second end is seen.
-    const QDeadlineTimer deadline(kDrainMs);
-    while (!deadline.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        if (platform::dispatch::activity().idle()) {
-            break;
-        }
-        platform::dispatch::waitForGlobalWork(std::chrono::milliseconds(5));
-    }
-    stopWatchdog();
-
-    const platform::dispatch::Activity left = platform::dispatch::activity();
-    const bool drained = left.idle();
-    if (!drained) {
-        events_.write(QStringLiteral("drain"),
-                      Dictionary::make({
-                          {QStringLiteral("drained"), Value::boolean(false)},
-                          {QStringLiteral("mainPending"), Value::integer(left.mainPending)},
-                          {QStringLiteral("globalPending"), Value::integer(left.globalPending)},
-                          {QStringLiteral("delayedPending"), Value::integer(left.delayedPending)},
-                      }));
-        // Timers alone are harmless (the scenario's own events are stopped); work still queued or
-        // running is worth a word.
-        if (left.mainPending > 0 || left.globalPending > 0) {
-            error(
-                QStringLiteral("the diagnostic's work did not drain within %1 ms (%2 main and %3 global jobs "
-                               "left); exiting without waiting for it")
-                    .arg(kDrainMs)
-                    .arg(left.mainPending)
-                    .arg(left.globalPending));
-        }
-    }
+    drainWork(kDrain);
+    watchdog_.stop();
+    const bool drained = reportWorkLeft(kDrain, events_);
 
     // Jobs still running keep the controller alive; it goes when they are done.
     controller_->setFinishedObserver(nullptr);
@@ -359,34 +257,8 @@ int HostRun::drainAndReport(int code) {
     inputs_.reset();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 
-    const platform::HandleReport report = platform::handleReport();
-    auto held = platform::makeArray();
-    for (const QString& h : report.liveHandles) {
-        held->push_back(Value::string(h));
-    }
-    events_.write(QStringLiteral("handles"),
-                  Dictionary::make({
-                      {QStringLiteral("created"), Value::integer(report.created)},
-                      {QStringLiteral("live"), Value::integer(report.live)},
-                      {QStringLiteral("overReleases"), Value::integer(report.overReleases)},
-                      {QStringLiteral("liveHandles"), Value::array(held)},
-                  }));
     // A handle held after teardown, or released once too often, is a bug of the diagnostic.
-    bool leaked = false;
-    if (report.live > 0) {
-        error(QStringLiteral("%1 platform handle(s) still held after teardown: %2")
-                  .arg(report.live)
-                  .arg(report.liveHandles.empty()
-                           ? QStringLiteral("(unnamed)")
-                           : QStringList(report.liveHandles.begin(), report.liveHandles.end())
-                                 .join(QStringLiteral(", "))));
-        leaked = true;
-    }
-    if (report.overReleases > 0) {
-        error(QStringLiteral("%1 platform handle release(s) too many").arg(report.overReleases));
-        leaked = true;
-    }
-    if (leaked && code == kExitFinished) {
+    if (reportHandles(events_) && code == kExitFinished) {
         code = kExitOther;
     }
 
@@ -397,45 +269,24 @@ int HostRun::drainAndReport(int code) {
         std::_Exit(code);
     }
     // The process ends soon after: Qt's worker threads end now, in order, not as it goes down.
-    if (!stopQtWorkerThreads(std::chrono::milliseconds(kDrainMs))) {
-        error(QStringLiteral("Qt's worker threads did not end within %1 ms").arg(kDrainMs));
+    if (!stopQtWorkerThreads(kDrain)) {
+        error(QStringLiteral("Qt's worker threads did not end within %1 ms").arg(kDrain.count()));
     }
     return code;
 }
 
-void HostRun::startWatchdog() {
-    // The time limit is kept by the event loop; this thread only acts when the main thread is stuck
-    // (for example in a service call that never returns), so that the limit still holds.
-    const auto limit = std::chrono::milliseconds(static_cast<qint64>(options_.timeoutSeconds * 1000.0)) +
-                       std::chrono::milliseconds(kUnresponsiveGraceMs);
-    watchdog_ = std::thread([this, limit] {
-        std::unique_lock lock(watchdogMutex_);
-        if (watchdogWake_.wait_for(lock, limit, [this] { return watchdogCancelled_; })) {
-            return;
-        }
-        error(QStringLiteral("the main thread has not answered for %1 ms; exiting").arg(limit.count()));
-        // A result the main thread never printed is printed here, as the diagnostic finished it or
-        // as it stands, and the run counts as not ended in time. An automation failure, which
-        // prints no result, keeps its code.
-        int code = exitCode_.load();
-        if (code != kExitScenarioUnusable && printResult(false)) {
-            code = kExitTimedOut;
-        }
-        std::fflush(stdout);
-        std::fflush(stderr);
-        std::_Exit(code);
-    });
-}
-
-void HostRun::stopWatchdog() {
-    {
-        std::lock_guard lock(watchdogMutex_);
-        watchdogCancelled_ = true;
+void HostRun::onMainThreadUnanswered(std::chrono::milliseconds limit) {
+    error(QStringLiteral("the main thread has not answered for %1 ms; exiting").arg(limit.count()));
+    // A result the main thread never printed is printed here, as the diagnostic finished it or as it
+    // stands, and the run counts as not ended in time. An automation failure, which prints no
+    // result, keeps its code.
+    int code = exitCode_.load();
+    if (code != kExitScenarioUnusable && printer_.print(controller_->result(), false)) {
+        code = kExitTimedOut;
     }
-    watchdogWake_.notify_all();
-    if (watchdog_.joinable()) {
-        watchdog_.join();
-    }
+    std::fflush(stdout);
+    std::fflush(stderr);
+    std::_Exit(code);
 }
 
 }  // namespace host

@@ -6,16 +6,16 @@
 #include "host/AutomationPlayer.h"
 #include "host/EventStream.h"
 #include "host/HostOptions.h"
+#include "host/ResultPrinter.h"
+#include "host/Watchdog.h"
 
 #include "platform/host/Extension.h"
 #include "platform/wifi/sim/SimBackend.h"
 
 #include <atomic>
-#include <condition_variable>
+#include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
-#include <thread>
 
 namespace host {
 
@@ -50,20 +50,18 @@ class HostRun {
     void onFirstFinish();
     void onTimeout();
     void onAutomationFailure(const QString& place, const QString& why);
+    // On the watchdog's thread: prints the result if nobody has, and ends the process.
+    [[noreturn]] void onMainThreadUnanswered(std::chrono::milliseconds limit);
     // Settles the exit code unless it was settled before; answers whether it did.
     bool settle(int code);
     // Ends the settled run: tears the diagnostic down and leaves the event loop.
     void conclude();
     int drainAndReport(int code);
-    void startWatchdog();
-    void stopWatchdog();
-
-    // Prints the result unless another thread has claimed the printing; answers whether it did.
-    bool printResult(bool finished);
     void error(const QString& message);
 
     HostOptions options_;
     EventStream events_;
+    ResultPrinter printer_{events_};
     std::shared_ptr<platform::sim::SimBackend> backend_;
     platform::DiagnosticExtension* extension_ = nullptr;
     std::shared_ptr<platform::HostDiagnosticInputs> inputs_;
@@ -71,14 +69,10 @@ class HostRun {
     std::unique_ptr<AutomationPlayer> player_;
 
     static constexpr int kUnsettled = -1;
-    std::atomic<bool> finishSeen_{false};     // the diagnostic first reported it finished (any thread)
-    std::atomic<int> exitCode_{kUnsettled};   // how the run ends, settled once on the main thread
-    std::atomic<bool> resultPrinted_{false};  // claimed by whichever thread prints the result, once
+    std::atomic<bool> finishSeen_{false};    // the diagnostic first reported it finished (any thread)
+    std::atomic<int> exitCode_{kUnsettled};  // how the run ends, settled once on the main thread
 
-    std::mutex watchdogMutex_;
-    std::condition_variable watchdogWake_;
-    bool watchdogCancelled_ = false;
-    std::thread watchdog_;
+    Watchdog watchdog_;  // last, so that it stops before anything it reads goes
 };
 
 }  // namespace host
