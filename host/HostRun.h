@@ -6,18 +6,20 @@
 #include "host/AutomationPlayer.h"
 #include "host/EventStream.h"
 #include "host/HostOptions.h"
+#include "host/ResultPrinter.h"
+#include "host/Watchdog.h"
 
 #include "platform/host/Extension.h"
 #include "platform/wifi/sim/SimBackend.h"
 
 #include <atomic>
-#include <condition_variable>
+#include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
-#include <thread>
 
 namespace host {
+
+class HostObservers;
 
 // The host's exit codes.
 enum ExitCode : int {
@@ -36,39 +38,41 @@ class HostRun {
     HostRun& operator=(const HostRun&) = delete;
 
     // Runs the diagnostic to its end inside the application's event loop; answers the exit code.
+    // An exception out of the diagnostic's hooks fails the run (exit 1) after it is reported.
     int run();
 
   private:
-    int prepare();  // everything before the event loop; answers -1 when the run may go on
+    int observedRun();
+    // Everything before the event loop; answers -1 when the run may go on.
+    int prepare(HostObservers& observers);
     void startDiagnostic();
     void onFinished(bool finished, std::optional<platform::Value> statusCode);
     void onFirstFinish();
     void onTimeout();
     void onAutomationFailure(const QString& place, const QString& why);
-    // Ends the run with code: tears the diagnostic down and leaves the event loop.
-    void conclude(int code);
+    // On the watchdog's thread: prints the result if nobody has, and ends the process.
+    [[noreturn]] void onMainThreadUnanswered(std::chrono::milliseconds limit);
+    // Settles the exit code unless it was settled before; answers whether it did.
+    bool settle(int code);
+    // Ends the settled run: tears the diagnostic down and leaves the event loop.
+    void conclude();
     int drainAndReport(int code);
-    void startWatchdog();
-    void stopWatchdog();
-
-    void printResult(bool finished);
     void error(const QString& message);
 
     HostOptions options_;
     EventStream events_;
+    ResultPrinter printer_{events_};
     std::shared_ptr<platform::sim::SimBackend> backend_;
     platform::DiagnosticExtension* extension_ = nullptr;
     std::shared_ptr<platform::HostDiagnosticInputs> inputs_;
     std::shared_ptr<platform::HostDiagnosticViewController> controller_;
     std::unique_ptr<AutomationPlayer> player_;
 
-    std::atomic<bool> concluded_{false};  // the result was printed (or the run failed) once
-    std::atomic<int> exitCode_{kExitOther};
+    static constexpr int kUnsettled = -1;
+    std::atomic<bool> finishSeen_{false};    // the diagnostic first reported it finished (any thread)
+    std::atomic<int> exitCode_{kUnsettled};  // how the run ends, settled once on the main thread
 
-    std::mutex watchdogMutex_;
-    std::condition_variable watchdogWake_;
-    bool watchdogCancelled_ = false;
-    std::thread watchdog_;
+    Watchdog watchdog_;  // last, so that it stops before anything it reads goes
 };
 
 }  // namespace host

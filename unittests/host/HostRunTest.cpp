@@ -608,6 +608,36 @@ TEST_F(HostRunTest, AHungMainThreadStillEndsTheRunAfterTheTimeLimit) {
     EXPECT_LT(r.took, std::chrono::seconds(20));
 }
 
+TEST_F(HostRunTest, AFinishTheHungMainThreadNeverPrintedIsPrintedByTheTimeLimit) {
+    QStringList arguments = probe("finishThenHangMainThread");
+    arguments << QStringLiteral("--timeout") << QStringLiteral("1");
+    const HostRun r = run(arguments);
+    EXPECT_EQ(r.exitCode, 4) << str(r.err);
+    // The result the diagnostic finished with, marked as a run that did not end in time.
+    EXPECT_EQ(r.out, "{\"statusCode\": 3, \"data\": {}, \"finished\": false}\n");
+    EXPECT_TRUE(r.err.contains(QStringLiteral("wifi-profile: the main thread has not answered for")))
+        << str(r.err);
+    EXPECT_EQ(finishedCodes(r), std::vector<std::int64_t>{3});
+    const auto results = r.eventsOf(QStringLiteral("result"));
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(field(results[0], "statusCode").toInt(), 3);
+    EXPECT_FALSE(field(results[0], "finished").toBool());
+    EXPECT_LT(r.took, std::chrono::seconds(20));
+}
+
+TEST_F(HostRunTest, ADiagnosticThatThrowsInItsSetUpIsAnOtherFailure) {
+    const HostRun r = run(probe("throwInSetup"));
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(
+        r.err.contains(QStringLiteral("wifi-profile: the run failed: the probe refuses to be set up\n")))
+        << str(r.err);
+    EXPECT_TRUE(r.out.isEmpty());
+    const auto errors = r.eventsOf(QStringLiteral("error"));
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_EQ(field(errors[0], "message").toString(),
+              QStringLiteral("the run failed: the probe refuses to be set up"));
+}
+
 TEST_F(HostRunTest, TapOnTheNavigationBarsButtonRunsItsAction) {
     const QString actions = write(QStringLiteral("next.json"), R"([{"snapshot": true}, {"tap": "NEXT"}])");
     QStringList arguments = probe("enabledNext");

@@ -1,7 +1,7 @@
 // A probe diagnostic for the host's tests: a plugin that misbehaves on request, so that the host's
-// own handling (a second finish, handles held or released too often, a main thread that hangs,
-// disabled buttons) can be checked apart from the real diagnostic. The parameter "behaviour"
-// picks what it does.
+// own handling (a second finish, handles held or released too often, a main thread that hangs
+// before or after finishing, a set-up that throws, disabled buttons) can be checked apart from the real
+// diagnostic. The parameter "behaviour" picks what it does.
 
 #include "platform/foundation/Dispatch.h"
 #include "platform/host/Extension.h"
@@ -11,6 +11,7 @@
 #include <QtGlobal>
 
 #include <chrono>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -35,6 +36,9 @@ class ProbeController final : public platform::HostDiagnosticViewController {
   public:
     void setupWithInputs(std::shared_ptr<platform::HostDiagnosticInputs> inputs, void*) override {
         behaviour_ = std::static_pointer_cast<ProbeInputs>(inputs)->behaviour;
+        if (behaviour_ == QLatin1String("throwInSetup")) {
+            throw std::runtime_error("the probe refuses to be set up");
+        }
     }
 
     void start() override {
@@ -54,6 +58,10 @@ class ProbeController final : public platform::HostDiagnosticViewController {
             platform::releaseHandle(manager);
             end(0);
         } else if (behaviour_ == QLatin1String("hangMainThread")) {
+            std::this_thread::sleep_for(60s);
+        } else if (behaviour_ == QLatin1String("finishThenHangMainThread")) {
+            // The finish is seen at once, but the main thread never gets to print it.
+            end(3);
             std::this_thread::sleep_for(60s);
         } else if (behaviour_ == QLatin1String("disabledNext")) {
             showBarButton(false);
