@@ -49,6 +49,12 @@ bool reportWorkLeft(std::chrono::milliseconds timeout, EventStream& events) {
     return left.idle();
 }
 
+void reportShutdown(EventStream& events) {
+    const int discarded = platform::dispatch::shutdown();
+    events.write(QStringLiteral("shutdown"),
+                 Dictionary::make({{QStringLiteral("discardedJobs"), Value::integer(discarded)}}));
+}
+
 bool reportHandles(EventStream& events) {
     const platform::HandleReport report = platform::handleReport();
     auto held = platform::makeArray();

@@ -17,6 +17,10 @@ void drainWork(std::chrono::milliseconds timeout);
 // timers) are left, reports an error that names the drain's timeout.
 bool reportWorkLeft(std::chrono::milliseconds timeout, EventStream& events);
 
+// Shuts the dispatch queues down for good and records a "shutdown" event with the number of jobs
+// that were still waiting and are freed without running.
+void reportShutdown(EventStream& events);
+
 // Records the platform handle report as a "handles" event and reports each kind of trouble as an
 // error; answers whether there was any (a handle held after teardown or released once too often).
 bool reportHandles(EventStream& events);

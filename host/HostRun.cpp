@@ -249,6 +249,9 @@ int HostRun::drainAndReport(int code) {
     drainWork(kDrain);
     watchdog_.stop();
     const bool drained = reportWorkLeft(kDrain, events_);
+    // From here on no job starts: what still waits (the scenario's timed events not yet happened,
+    // work that did not drain) is freed without running, and counted.
+    reportShutdown(events_);
 
     // Jobs still running keep the controller alive; it goes when they are done.
     controller_->setFinishedObserver(nullptr);

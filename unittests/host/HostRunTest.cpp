@@ -360,6 +360,23 @@ TEST_F(HostRunTest, EventsRecordRequestsAndTheFinishInTimeOrder) {
     expectNoHandleTrouble(r);
 }
 
+TEST_F(HostRunTest, NoJobOutlivesTheEndOfTheRun) {
+    // A timed event far in the future still waits when the run ends: it is freed, not run.
+    const QString path = write(QStringLiteral("later.json"),
+                               R"({"status": {"ssid": "Home", "bssid": "00:11:22:33:44:55"},
+                                   "events": [{"atMs": 600000, "wifiPower": false}]})");
+    const HostRun r = run({QStringLiteral("--scenario"), path});
+    ASSERT_EQ(r.exitCode, 0) << str(r.err);
+    const auto shutdowns = r.eventsOf(QStringLiteral("shutdown"));
+    ASSERT_EQ(shutdowns.size(), 1u);
+    EXPECT_EQ(field(shutdowns[0], "discardedJobs").toInt(), 1);
+    // The queues end after the drain and before the handle report.
+    EXPECT_EQ(field(r.events.back(), "event").toString(), QStringLiteral("handles"));
+    EXPECT_EQ(field(r.events[r.events.size() - 2], "event").toString(), QStringLiteral("shutdown"));
+    EXPECT_TRUE(r.eventsOf(QStringLiteral("drain")).empty());
+    expectNoHandleTrouble(r);
+}
+
 TEST_F(HostRunTest, WithAutomationTheDiagnosticPostsItsRawParameters) {
     const QString path = write(QStringLiteral("automated.json"), R"({"automation": [{"snapshot": true}]})");
     const QString parameters =
