@@ -13,8 +13,9 @@ namespace host {
 // Turns the event loop until no dispatch work is queued, running or waiting, at most timeout.
 void drainWork(std::chrono::milliseconds timeout);
 
-// Answers whether no work is left. When some is, records a "drain" event, and when jobs (not only
-// timers) are left, reports an error that names the drain's timeout.
+// Answers whether no job is left (timers alone are freed by the shutdown that follows). When any
+// work is left, records a "drain" event, and when jobs are, reports an error that names the drain's
+// timeout.
 bool reportWorkLeft(std::chrono::milliseconds timeout, EventStream& events);
 
 // Shuts the dispatch queues down for good and records a "shutdown" event with the number of jobs

@@ -62,8 +62,19 @@ int HostRun::run() {
     } catch (const std::exception& e) {
         // A diagnostic that throws out of a hook fails its run; it does not take the host down.
         error(QStringLiteral("the run failed: %1").arg(QString::fromUtf8(e.what())));
+        abandon();
         return kExitOther;
     }
+}
+
+void HostRun::abandon() {
+    // Work the diagnostic started must not reach this run once it is gone: its finishes are no
+    // longer heard, nothing new starts, and what is running is waited for.
+    if (controller_) {
+        controller_->setFinishedObserver(nullptr);
+    }
+    platform::dispatch::shutdown();
+    platform::dispatch::waitForGlobalWork(kDrain);
 }
 
 int HostRun::observedRun() {
@@ -284,7 +295,12 @@ void HostRun::onMainThreadUnanswered(std::chrono::milliseconds limit) {
     // stands, and the run counts as not ended in time. An automation failure, which prints no
     // result, keeps its code.
     int code = exitCode_.load();
-    if (code != kExitScenarioUnusable && printer_.print(controller_->result(), false)) {
+    if (code != kExitScenarioUnusable) {
+        // Printed here: the run did not end in time. Printed by the main thread (now complete):
+        // the code it settled before printing stands.
+        code = printer_.print(controller_->result(), false) ? kExitTimedOut : exitCode_.load();
+    }
+    if (code == kUnsettled) {
         code = kExitTimedOut;
     }
     std::fflush(stdout);

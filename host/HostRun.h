@@ -52,6 +52,8 @@ class HostRun {
     void onAutomationFailure(const QString& place, const QString& why);
     // On the watchdog's thread: prints the result if nobody has, and ends the process.
     [[noreturn]] void onMainThreadUnanswered(std::chrono::milliseconds limit);
+    // After a failed run: detaches from the diagnostic's work, ends the queues and waits for it.
+    void abandon();
     // Settles the exit code unless it was settled before; answers whether it did.
     bool settle(int code);
     // Ends the settled run: tears the diagnostic down and leaves the event loop.

@@ -9,9 +9,11 @@ namespace host {
 using platform::Value;
 
 bool ResultPrinter::print(const platform::HostDiagnosticResult& result, bool finished) {
-    if (printed_.exchange(true)) {
+    const std::lock_guard lock(mutex_);
+    if (printed_) {
         return false;
     }
+    printed_ = true;
     const Value statusCode = result.statusCode().value_or(Value::null());
     const platform::DictionaryRef data = result.data();
     // The status code leads, as readers of the result expect; the rest follows the JSON rules.

@@ -6,7 +6,7 @@
 
 #include "platform/host/HostDiagnostic.h"
 
-#include <atomic>
+#include <mutex>
 
 namespace host {
 
@@ -15,12 +15,14 @@ class ResultPrinter {
     explicit ResultPrinter(EventStream& events) : events_(events) {}
 
     // Prints result as it stands, with "finished": false added unless finished, and records a
-    // "result" event; answers false, printing nothing, when it was printed before. Any thread.
+    // "result" event; answers false, printing nothing, when it was printed before. Any thread: a
+    // print under way on another thread is waited for, so a false answer means the line is out.
     bool print(const platform::HostDiagnosticResult& result, bool finished);
 
   private:
     EventStream& events_;
-    std::atomic<bool> printed_{false};
+    std::mutex mutex_;
+    bool printed_ = false;
 };
 
 }  // namespace host

@@ -23,6 +23,11 @@ namespace {
 
 std::atomic<int> gMainPending{0};
 std::atomic<int> gDelayedPending{0};
+// All counted work, whatever queue it is on. A job is counted here before the job it hands on to
+// (a timer's job to its queue, a global job's post to the main queue) stops being counted, so this
+// sum never passes through zero while work is still in flight, as the three counts read one after
+// another could.
+std::atomic<int> gInFlight{0};
 std::atomic<bool> gShutDown{false};
 std::atomic<int> gDiscarded{0};
 std::atomic<double> gDelayScale{1.0};
@@ -54,6 +59,7 @@ class GlobalPool {
         }
         queue_.push_back(std::move(job));
         ++pending_;
+        ++gInFlight;
         // Every queued job needs a worker of its own: wake an idle one if there are enough, else start one.
         if (static_cast<std::size_t>(idleWorkers_) >= queue_.size()) {
             wake_.notify_one();
@@ -84,6 +90,7 @@ class GlobalPool {
         std::deque<Job> queued;
         queued.swap(queue_);
         pending_ -= static_cast<int>(queued.size());
+        gInFlight -= static_cast<int>(queued.size());
         drained_.notify_all();
         return queued;
     }
@@ -108,6 +115,7 @@ class GlobalPool {
             job = nullptr;  // release what the job held before reporting it done
             lock.lock();
             --pending_;
+            --gInFlight;
             drained_.notify_all();
         }
     }
@@ -138,6 +146,7 @@ class TimerThread {
         }
         if (counted) {
             ++gDelayedPending;
+            ++gInFlight;
         }
         const auto due = std::chrono::steady_clock::now() + delay;
         timers_.emplace(due, Timer{queue, std::move(job), counted});
@@ -156,6 +165,7 @@ class TimerThread {
             for (auto& [due, timer] : timers_) {
                 if (timer.counted) {
                     --gDelayedPending;
+                    --gInFlight;
                 }
                 waiting.push_back(std::move(timer.job));
             }
@@ -188,6 +198,7 @@ class TimerThread {
                   std::move(timer.job));  // counted on its queue before leaving the delayed count
             if (timer.counted) {
                 --gDelayedPending;
+                --gInFlight;
             }
             GlobalPool::instance().notifyDrainWaiters();
             lock.lock();
@@ -232,6 +243,7 @@ class MainJobs {
             return;
         }
         ++gMainPending;
+        ++gInFlight;
         jobs_.push_back(std::move(job));
         QMetaObject::invokeMethod(
             app_, [] { MainJobs::instance().runNext(); }, Qt::QueuedConnection);
@@ -242,6 +254,7 @@ class MainJobs {
         std::deque<Job> queued;
         queued.swap(jobs_);
         gMainPending -= static_cast<int>(queued.size());
+        gInFlight -= static_cast<int>(queued.size());
         return queued;
     }
 
@@ -271,6 +284,7 @@ class MainJobs {
         job();
         job = nullptr;
         --gMainPending;
+        --gInFlight;
     }
 
     std::mutex mutex_;
@@ -338,6 +352,7 @@ Activity activity() {
     a.mainPending = gMainPending.load();
     a.globalPending = GlobalPool::instance().pending();
     a.delayedPending = gDelayedPending.load();
+    a.inFlight = gInFlight.load();
     return a;
 }
 

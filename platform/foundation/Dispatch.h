@@ -39,12 +39,14 @@ void asyncAfter(Queue queue, std::chrono::nanoseconds delay, Job job, bool count
 bool isMainThread();
 
 // Work in flight: main-queue jobs posted and not yet run, global jobs queued or running, delayed
-// jobs whose timer has not fired.
+// jobs whose timer has not fired, and their sum taken at one instant (idle is judged on that sum:
+// the three counts are read one after another while work moves between them).
 struct Activity {
     int mainPending = 0;
     int globalPending = 0;
     int delayedPending = 0;
-    bool idle() const { return mainPending == 0 && globalPending == 0 && delayedPending == 0; }
+    int inFlight = 0;
+    bool idle() const { return inFlight == 0; }
 };
 Activity activity();
 

@@ -364,17 +364,14 @@ AlertController::~AlertController() {
     for (const auto& action : actions_) {
         action->setChangedHandler(nullptr);
     }
-    // The controller holding the alert may let go of it on any thread; widgets are deleted on the
-    // thread they live in. The overlay's buttons hold the alert weakly, so a tap that lands before
-    // the deletion finds it gone.
-    if (QWidget* overlay = overlay_.data()) {
-        if (QThread::currentThread() == overlay->thread()) {
-            delete overlay;
-        } else {
-            // Queued to the overlay itself: dropped if its host goes first and takes it along.
-            QMetaObject::invokeMethod(
-                overlay, [overlay] { delete overlay; }, Qt::QueuedConnection);
-        }
+    // The controller holding the alert may let go of it on any thread. Widgets are touched only on
+    // the GUI thread: from elsewhere the overlay is not even looked at (the GUI thread may be
+    // deleting it with its host right now), only a guarded pointer to it goes to the main queue.
+    // The overlay's buttons hold the alert weakly, so a tap that lands before then finds it gone.
+    if (dispatch::isMainThread()) {
+        delete overlay_.data();
+    } else if (!overlay_.isNull()) {
+        dispatch::async(dispatch::mainQueue(), [overlay = overlay_] { delete overlay.data(); });
     }
 }
 

@@ -63,7 +63,13 @@ int shutdownFreesWaitingJobs() {
     dispatch::async(dispatch::mainQueue(), job());
     dispatch::asyncAfter(dispatch::mainQueue(), 60s, job());
     dispatch::asyncAfter(dispatch::globalQueue(), 60s, job(), false);
-    // A worker still running at shutdown, which then waits on the main queue.
+    // A worker already waiting on the main queue at shutdown: its job is freed, and it is let go.
+    std::atomic<bool> waitingReturned{false};
+    dispatch::async(dispatch::globalQueue(), [&] {
+        dispatch::sync(dispatch::mainQueue(), [&] { ++ran; });
+        waitingReturned = true;
+    });
+    // A worker still running at shutdown, which then waits on the main queue: refused at once.
     std::atomic<bool> release{false};
     std::atomic<bool> started{false};
     std::atomic<bool> syncReturned{false};
@@ -72,10 +78,10 @@ int shutdownFreesWaitingJobs() {
         while (!release.load()) {
             std::this_thread::sleep_for(1ms);
         }
-        dispatch::sync(dispatch::mainQueue(), [&] { ++ran; });  // no loop will run it now
+        dispatch::sync(dispatch::mainQueue(), [&] { ++ran; });
         syncReturned = true;
     });
-    while (!started.load()) {
+    while (!started.load() || dispatch::activity().mainPending < 3) {
         std::this_thread::sleep_for(1ms);
     }
     const int queuedBefore = dispatch::activity().mainPending + dispatch::activity().delayedPending;
@@ -88,10 +94,10 @@ int shutdownFreesWaitingJobs() {
     QCoreApplication::processEvents();
     const auto left = dispatch::activity();
     std::printf(
-        "queuedBefore=%d discarded=%d discardedJobs=%d ran=%d freed=%d syncReturned=%d drained=%d "
-        "idle=%d\n",
+        "queuedBefore=%d discarded=%d discardedJobs=%d ran=%d freed=%d waitingReturned=%d syncReturned=%d "
+        "drained=%d idle=%d\n",
         queuedBefore, discarded, dispatch::discardedJobs(), ran.load(), freed.load(),
-        syncReturned.load() ? 1 : 0, drained ? 1 : 0, left.idle() ? 1 : 0);
+        waitingReturned.load() ? 1 : 0, syncReturned.load() ? 1 : 0, drained ? 1 : 0, left.idle() ? 1 : 0);
     return 0;
 }
 

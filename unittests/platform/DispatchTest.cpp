@@ -1,12 +1,18 @@
-// The dispatch queues at the edges of a process's life: posting while the process exits, shutting
-// the queues down, and scaled delays. Each case runs the probe program in a process of its own,
-// since both exiting and shutting down happen once per process.
+// The dispatch queues: how busy they say they are while work moves between them, and the edges of
+// a process's life (posting while the process exits, shutting the queues down, scaled delays),
+// which run the probe program in a process of their own, since they happen once per process.
+#include "platform/foundation/Dispatch.h"
+
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QTemporaryFile>
 
 #include <sys/wait.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -68,14 +74,54 @@ TEST(DispatchShutdown, WaitingJobsAreFreedWithoutRunningAndLaterOnesAtOnce) {
     const ProbeRun run = runProbe("shutdown");
     ASSERT_FALSE(run.crashed) << run.err;
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    // Two main jobs and two timers were waiting (one timer not counted as activity); the sync
-    // from the worker and three jobs after the shutdown were freed at submission.
+    // Two main jobs, a worker's sync and two timers were waiting (one timer not counted as
+    // activity); a later sync and three jobs after the shutdown were freed at submission. Both
+    // workers waiting on the main queue were let go.
     EXPECT_EQ(run.out,
-              "queuedBefore=3 discarded=4 discardedJobs=8 ran=0 freed=7 syncReturned=1 drained=1 idle=1");
+              "queuedBefore=4 discarded=5 discardedJobs=9 ran=0 freed=7 waitingReturned=1 syncReturned=1 "
+              "drained=1 idle=1");
 }
 
 TEST(DispatchDelays, ADriverCanShortenEveryDelay) {
     const ProbeRun run = runProbe("delay-scale");
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_EQ(run.out, "fired=1 fast=1");
+}
+
+TEST(DispatchActivity, WorkHandedOnBetweenQueuesNeverLooksIdle) {
+    // A chain of jobs, each handing the next to a timer, the global queue or the main queue.
+    constexpr int kHops = 3000;
+    std::atomic<int> hops{0};
+    std::function<void()> hop = [&] {
+        const int done = ++hops;
+        if (done >= kHops) {
+            return;
+        }
+        switch (done % 3) {
+            case 0:
+                platform::dispatch::asyncAfter(platform::dispatch::globalQueue(), std::chrono::nanoseconds(0),
+                                               hop);
+                break;
+            case 1:
+                platform::dispatch::async(platform::dispatch::globalQueue(), hop);
+                break;
+            default:
+                platform::dispatch::async(platform::dispatch::mainQueue(), hop);
+        }
+    };
+    platform::dispatch::async(platform::dispatch::globalQueue(), hop);
+    int falseIdle = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (hops.load() < kHops && std::chrono::steady_clock::now() < deadline) {
+        QCoreApplication::processEvents();
+        // Idle means nothing is in flight at that instant, so the chain must be complete by then.
+        if (platform::dispatch::activity().idle() && hops.load() < kHops) {
+            ++falseIdle;
+        }
+    }
+    EXPECT_EQ(hops.load(), kHops);
+    EXPECT_EQ(falseIdle, 0);
+    while (!platform::dispatch::activity().idle()) {
+        QCoreApplication::processEvents();
+    }
 }
