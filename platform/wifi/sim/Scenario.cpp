@@ -872,9 +872,9 @@ Scenario builtInScenario() {
     return parseScenario(f.readAll(), QString::fromLatin1(kBuiltInScenarioFile));
 }
 
-std::vector<AutomationAction> loadAutomationFile(const QString& path) {
-    const Value root = parseDocument(readWholeFile(path), path);
-    ScenarioReader reader(path);
+std::vector<AutomationAction> parseAutomation(const QByteArray& json, const QString& file) {
+    const Value root = parseDocument(json, file);
+    ScenarioReader reader(file);
     if (root.kind() == Value::Kind::Array) {
         return reader.readAutomation(root, QString());
     }
@@ -890,6 +890,10 @@ std::vector<AutomationAction> loadAutomationFile(const QString& path) {
         reader.fail(QString(), QStringLiteral("the object has no \"automation\" key"));
     }
     return std::move(*s.automation);
+}
+
+std::vector<AutomationAction> loadAutomationFile(const QString& path) {
+    return parseAutomation(readWholeFile(path), path);
 }
 
 }  // namespace platform::sim

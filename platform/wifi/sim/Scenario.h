@@ -108,7 +108,12 @@ Scenario parseScenario(const QByteArray& json, const QString& file);
 Scenario loadScenarioFile(const QString& path);
 // The built-in default scenario (a home set-up; also shipped as scenarios/default.json).
 Scenario builtInScenario();
-// Reads a stand-alone automation file: a JSON array of actions, or an object with "automation".
+// Reads an automation script from JSON text: an array of actions, or an object with "automation"
+// (read as a scenario, so a scenario file serves as its own script); file names the source in error
+// messages. Throws ScenarioError.
+std::vector<AutomationAction> parseAutomation(const QByteArray& json, const QString& file);
+// Reads a stand-alone automation file, as parseAutomation does. Throws ScenarioError (also for a
+// file that cannot be read).
 std::vector<AutomationAction> loadAutomationFile(const QString& path);
 
 }  // namespace platform::sim
