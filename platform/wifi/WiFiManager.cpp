@@ -11,7 +11,6 @@ namespace platform {
 
 class WiFiDevice final : public Handle {
   public:
-    explicit WiFiDevice(int index) : index_(index) {}
     QString kindName() const override { return QStringLiteral("WiFiDevice"); }
 
     struct Registration {
@@ -20,9 +19,6 @@ class WiFiDevice final : public Handle {
     };
     std::vector<Registration> registrations;
     WiFiManager* manager = nullptr;
-
-  private:
-    int index_;
 };
 
 class WiFiManager final : public Handle {
@@ -206,7 +202,7 @@ WiFiDeviceArrayRef copyDevices(WiFiManagerRef manager) {
         const auto backend = installedWiFiBackend();
         const int count = backend ? std::max(0, backend->deviceCount()) : 0;
         for (int i = 0; i < count; ++i) {
-            WiFiDevice* device = registry.make<WiFiDevice>(i);
+            WiFiDevice* device = registry.make<WiFiDevice>();
             device->manager = manager;
             manager->devices.push_back(device);
         }
