@@ -16,6 +16,25 @@ void quietMessageHandler(QtMsgType type, const QMessageLogContext& /*context*/, 
     }
 }
 
+// text with control characters and lone surrogates written as \uXXXX, so that a NUL or a broken
+// character cannot cut the message short or garble it.
+QByteArray printable(const QString& text) {
+    QString out;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text[i];
+        const bool pair = c.isHighSurrogate() && i + 1 < text.size() && text[i + 1].isLowSurrogate();
+        if (pair) {
+            out += c;
+            out += text[++i];
+        } else if ((c.unicode() < 0x20 && c != QLatin1Char('\n')) || c.unicode() == 0x7f || c.isSurrogate()) {
+            out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+        } else {
+            out += c;
+        }
+    }
+    return out.toUtf8();
+}
+
 }  // namespace
 
 void startQt() {
@@ -38,7 +57,9 @@ void require(bool condition, const char* what, const QString& detail) {
     }
     std::fprintf(stderr, "fuzz check failed: %s\n", what);
     if (!detail.isEmpty()) {
-        std::fprintf(stderr, "%s\n", qPrintable(detail));
+        const QByteArray bytes = printable(detail);
+        std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), stderr);
+        std::fputc('\n', stderr);
     }
     std::fflush(stderr);
     std::abort();

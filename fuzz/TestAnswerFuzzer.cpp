@@ -290,20 +290,22 @@ class AnswerDecoder {
         return result;
     }
 
+    // The reads happen one statement at a time: the order in which a call's arguments are worked
+    // out is the compiler's choice, and the replay build must decode as the fuzz build does.
+    platform::ErrorRef error() {
+        const std::size_t form = in_.below(4);
+        if (form == 0) {
+            return nullptr;
+        }
+        const QString domain = form == 2 ? QStringLiteral("WiFiDiagnostics") : in_.text(20);
+        const std::int64_t code = form == 1 ? 0 : in_.integer();
+        const QString text = in_.text(20);
+        return platform::makeError(domain, code, text);
+    }
+
     platform::sim::TestAnswer answer() {
         platform::sim::TestAnswer answer;
-        switch (in_.below(4)) {
-            case 0:
-                break;
-            case 1:
-                answer.error = platform::makeError(in_.text(20), 0, in_.text(20));
-                break;
-            default:
-                answer.error =
-                    platform::makeError(in_.flag() ? QStringLiteral("WiFiDiagnostics") : in_.text(20),
-                                        in_.integer(), in_.text(20));
-                break;
-        }
+        answer.error = error();
         switch (in_.below(5)) {
             case 0:
                 answer.results = std::nullopt;
