@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 using fuzzsupport::excerpt;
 using fuzzsupport::require;

@@ -11,9 +11,13 @@
 #include "platform/wifi/sim/Scenario.h"
 #include "platform/wifi/sim/SimBackend.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
+#include <vector>
 
 using fuzzsupport::excerpt;
 using fuzzsupport::require;
@@ -58,7 +62,8 @@ bool holdsTag(const Value& value) {
 void checkWritable(const Value& value, const char* what) {
     const QByteArray written = platform::toJson(value);
     QString failure;
-    require(platform::tryParseJson(written).has_value(), what, excerpt(written));
+    require(platform::tryParseJson(written, &failure).has_value(), what,
+            failure + QStringLiteral("\nwritten: ") + excerpt(written));
 }
 
 void checkLatency(const std::optional<std::chrono::milliseconds>& latency) {
