@@ -13,8 +13,11 @@ struct Error {
     std::int64_t code = 0;
     QString text;
 
-    // What a "%@" in a log message prints for the error: "<domain> error <code>: <text>".
-    QString description() const { return QStringLiteral("%1 error %2: %3").arg(domain).arg(code).arg(text); }
+    // What a "%@" in a log message prints for the error: "<domain> error <code>: <text>". The
+    // parts are put in at once, so a "%2" inside the service's domain or text stays as it is.
+    QString description() const {
+        return QStringLiteral("%1 error %2: %3").arg(domain, QString::number(code), text);
+    }
 };
 
 // Absent (nullptr) means no error was given.
