@@ -1,14 +1,19 @@
-# Quick start: `make run` runs the diagnostic on the built-in simulated device; `make test` runs the tests.
+# Quick start: `make run` runs the diagnostic on the built-in simulated device; `make test` runs the tests
+# (the suite, then the suite under the sanitizers, then the fuzz targets); `make check` runs the suite only.
 BUILD ?= build
 JOBS ?= $(shell nproc)
 ARGS ?=
 
-.PHONY: run test build deps configure bench format clean
+.PHONY: run test check build deps configure bench format clean
 
 run: build
 	./$(BUILD)/host/wifi-profile $(ARGS)
 
-test: build
+test: check
+	JOBS=$(JOBS) ./scripts/sanitized-tests.sh all
+	FUZZ_BUILD_DIR=$(CURDIR)/build-asan FUZZ_BUILD_JOBS=$(JOBS) ./scripts/run-fuzzers.sh
+
+check: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 bench: build

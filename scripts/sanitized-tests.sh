@@ -2,22 +2,24 @@
 # Runs the test suite again under the sanitizers: the whole suite in an AddressSanitizer +
 # UndefinedBehaviorSanitizer build (leaks checked), then the concurrent parts (the tests labelled
 # "concurrency": diagnostic, toolkit, simulated backend, dispatch) in a ThreadSanitizer build.
-# Any report fails the run. Usage: scripts/sanitized-tests.sh [address|thread|all]
+# Any report fails the run. The address build also holds the fuzz targets (scripts/run-fuzzers.sh
+# with FUZZ_BUILD_DIR=build-asan runs them). Usage: scripts/sanitized-tests.sh [address|thread|all]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
 which=${1:-all}
 jobs=${JOBS:-$(nproc)}
 
-configure() {  # build-dir sanitizers
-    [ -f "$1/build.ninja" ] && return 0
-    CC=clang CXX=clang++ cmake -S . -B "$1" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
-        -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DWIFIPROFILE_SANITIZE="$2" "${@:3}" >/dev/null
+configure() {  # build-dir sanitizers [more cmake options]
+    cmake -S . -B "$1" -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+        -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DWIFIPROFILE_SANITIZE="$2" "${@:3}" >/dev/null
 }
 
 if [ "$which" = all ] || [ "$which" = address ]; then
     echo "== AddressSanitizer + UndefinedBehaviorSanitizer: the whole suite" >&2
-    configure build-asan address,undefined
+    # The fuzz targets are built here too (scripts/run-fuzzers.sh runs them from this build), so
+    # the suite and the fuzzers share one instrumented build.
+    configure build-asan address,undefined -DWIFIPROFILE_FUZZ=ON
     cmake --build build-asan -j "$jobs"
     export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0:detect_stack_use_after_return=0:strict_string_checks=1"
     export LSAN_OPTIONS="suppressions=$root/scripts/lsan.supp:print_suppressions=0"
