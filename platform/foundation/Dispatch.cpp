@@ -40,6 +40,14 @@ int discard(std::deque<Job>& jobs) {
     return count;
 }
 
+// Frees a job that no queue will take (they were shut down), outside the queue's lock: what the
+// job holds may post or lock in turn.
+void refuse(std::unique_lock<std::mutex>& lock, Job& job) {
+    lock.unlock();
+    job = nullptr;
+    ++gDiscarded;
+}
+
 // Global default-priority queue: a pool that grows whenever a job arrives and no worker is idle.
 // Idle workers leave after a while.
 class GlobalPool {
@@ -52,9 +60,7 @@ class GlobalPool {
     void submit(Job job) {
         std::unique_lock lock(mutex_);
         if (gShutDown.load()) {
-            lock.unlock();
-            job = nullptr;
-            ++gDiscarded;
+            refuse(lock, job);
             return;
         }
         queue_.push_back(std::move(job));
@@ -139,9 +145,7 @@ class TimerThread {
     void schedule(std::chrono::nanoseconds delay, Queue queue, Job job, bool counted) {
         std::unique_lock lock(mutex_);
         if (gShutDown.load()) {
-            lock.unlock();
-            job = nullptr;
-            ++gDiscarded;
+            refuse(lock, job);
             return;
         }
         if (counted) {
@@ -237,9 +241,7 @@ class MainJobs {
         }
         // Without an application (gone at exit, or not made yet) no loop will ever run the job.
         if (gShutDown.load() || !app_) {
-            lock.unlock();
-            job = nullptr;
-            ++gDiscarded;
+            refuse(lock, job);
             return;
         }
         ++gMainPending;
