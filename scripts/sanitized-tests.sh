@@ -22,10 +22,9 @@ if [ "$which" = all ] || [ "$which" = address ]; then
     configure build-asan address,undefined -DWIFIPROFILE_FUZZ=ON
     cmake --build build-asan -j "$jobs"
     export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0:detect_stack_use_after_return=0:strict_string_checks=1"
-    export LSAN_OPTIONS="suppressions=$root/scripts/lsan.supp:print_suppressions=0"
     export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
     (cd build-asan && ctest --output-on-failure -j "$jobs")
-    unset ASAN_OPTIONS LSAN_OPTIONS UBSAN_OPTIONS
+    unset ASAN_OPTIONS UBSAN_OPTIONS
 fi
 
 if [ "$which" = all ] || [ "$which" = thread ]; then
