@@ -80,6 +80,12 @@ platform::sim::Scenario blockedAtTheFourthTest(platform::sim::Scenario scenario)
     return scenario;
 }
 
+// Runs the main loop until the fourth test has been asked for: from then on it waits, and a cancel
+// ends the wait (one asked for after a cancel would wait its full time).
+bool waitingAtTheFourthTest(DiagnosticHarness& h) {
+    return testsupport::runMainLoopUntil([&] { return h.testRequests().size() >= 4; });
+}
+
 bool tapAlertButton(DiagnosticHarness& h, const char* key) {
     const auto alert = h.controller->presentedViewController();
     if (!alert) {
@@ -182,7 +188,7 @@ std::vector<Case> cases() {
                  return false;
              }
              h.controller->nextTapped(nullptr);
-             if (!testsupport::runMainLoopUntil([&] { return h.controller->completedTests >= 3; })) {
+             if (!waitingAtTheFourthTest(h)) {
                  return false;
              }
              h.backend->setPower(false);  // ends with -5, whose clean-up cancels the waiting test
@@ -194,7 +200,7 @@ std::vector<Case> cases() {
          parameters(60, false),
          [](DiagnosticHarness& h) {
              h.controller->start();
-             if (!testsupport::runMainLoopUntil([&] { return h.controller->completedTests >= 3; })) {
+             if (!waitingAtTheFourthTest(h)) {
                  return false;
              }
              // The host cancels: the request under way fails, the job goes on and still ends.
