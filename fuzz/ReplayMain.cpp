@@ -24,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 
 bool readFile(const fs::path& path, std::vector<std::uint8_t>& out) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(path, std::ifstream::binary);
     if (!in) {
         return false;
     }
