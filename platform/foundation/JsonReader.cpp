@@ -42,13 +42,19 @@ bool isIdentifier(const QString& key) {
     return true;
 }
 
+// A key as a message shows it: in quotes, with quotes and backslashes escaped and control
+// characters written as JSON escapes, so that no key can cut a message short or break its line.
 QString quotedKey(const QString& key) {
     QString out = QStringLiteral("\"");
     for (const QChar c : key) {
         if (c == u'"' || c == u'\\') {
             out += u'\\';
+            out += c;
+        } else if (c.unicode() < 0x20 || c.unicode() == 0x7F) {
+            out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+        } else {
+            out += c;
         }
-        out += c;
     }
     out += u'"';
     return out;

@@ -217,6 +217,13 @@ TEST(JsonReader, DuplicateKeysNameTheirPath) {
               "line 1, column 20: duplicate key \"q\\\"\" (\"a b\".\"q\\\"\")");
 }
 
+TEST(JsonReader, ControlCharactersInAKeyAreEscapedInMessages) {
+    // A NUL would cut the message short where it is read as a C string; a newline would break it.
+    const std::string message = errorOf("{\"a\\u0000b\": {\"x\\ny\": 1, \"x\\ny\": 2}}");
+    EXPECT_EQ(message, "line 1, column 26: duplicate key \"x\\u000ay\" (\"a\\u0000b\".\"x\\u000ay\")");
+    EXPECT_EQ(message.find('\0'), std::string::npos);
+}
+
 TEST(JsonReader, DepthIsLimited) {
     const QByteArray ok = QByteArray(256, '[') + QByteArray(256, ']');
     EXPECT_EQ(errorOf(ok), "(no error)");
