@@ -1,54 +1,21 @@
-#include "platform/ui/Toolkit.h"
+#include "platform/ui/Alert.h"
 
-#include "platform/foundation/Dispatch.h"
-
-#include <QDir>
+#include <QChildEvent>
 #include <QEvent>
-#include <QFile>
-
-#include <unistd.h>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
-#include <QResizeEvent>
 #include <QSignalBlocker>
-#include <QThread>
 #include <QVBoxLayout>
-
-#include <algorithm>
-#include <charconv>
-#include <cmath>
-#include <cstdlib>
+#include "platform/foundation/Dispatch.h"
+#include "platform/ui/ViewHelpers.h"
 
 namespace platform::ui {
 
 namespace {
-
-QPalette whitePalette(QPalette palette) {
-    palette.setColor(QPalette::Window, Qt::white);
-    return palette;
-}
-
-// As on a touch platform, a view made inside a parent appears with it unless hidden later; Qt
-// would leave a child made inside an already visible parent hidden until shown by hand.
-void appearWithParent(QWidget* w) {
-    if (w->parentWidget()) {
-        w->setVisible(true);
-    }
-}
-
-// A float progress as the double a person would write for it (0.1f reads 0.1, not 0.100000001).
-double shortestDouble(float f) {
-    char digits[32];
-    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, f);
-    if (error != std::errc()) {
-        return static_cast<double>(f);
-    }
-    *end = '\0';
-    return std::strtod(digits, nullptr);
-}
 
 // The dimmed layer that covers the presenting widget while an alert is shown. It follows the
 // presenting widget's size and stays above its other children, also those added or brought to
@@ -91,252 +58,6 @@ class AlertOverlay final : public QWidget {
 };
 
 }  // namespace
-
-void ensureRuntimeDirectory() {
-    if (!qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
-        return;
-    }
-    const QString path =
-        QDir::temp().absoluteFilePath(QStringLiteral("wifi-profile-runtime-%1").arg(getuid()));
-    if (QDir().mkpath(path)) {
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(path));
-    }
-}
-
-// ---- View, Label, ProgressView ----------------------------------------------------------------
-
-View::View(QWidget* parent) : QWidget(parent) {
-    appearWithParent(this);
-}
-
-void View::setBackgroundWhite() {
-    setAutoFillBackground(true);
-    setPalette(whitePalette(palette()));
-}
-
-void View::resizeEvent(QResizeEvent* event) {
-    QWidget::resizeEvent(event);
-    if (updateConstraints_) {
-        setNeedsUpdateConstraints();
-    }
-}
-
-void View::setNeedsUpdateConstraints() {
-    if (updatePending_) {
-        return;  // one pass serves every request made before it runs
-    }
-    updatePending_ = true;
-    QPointer<View> self(this);
-    dispatch::async(dispatch::mainQueue(), [self] {
-        if (!self) {
-            return;
-        }
-        self->updatePending_ = false;
-        if (const auto handler = self->updateConstraints_) {
-            handler();
-        }
-    });
-}
-
-Label::Label(QWidget* parent) : QLabel(parent) {
-    setWordWrap(false);
-    appearWithParent(this);
-}
-
-void Label::setNumberOfLines(int lines) {
-    numberOfLines_ = lines;
-    setWordWrap(lines != 1);  // 0 means as many lines as the text needs
-}
-
-int Label::heightForWidth(int w) const {
-    const int needed = QLabel::heightForWidth(w);
-    if (numberOfLines_ <= 0) {
-        return needed;
-    }
-    const QMargins m = contentsMargins();
-    const int limit = numberOfLines_ * fontMetrics().lineSpacing() + m.top() + m.bottom() + 2 * margin();
-    return std::min(needed, limit);
-}
-
-void Label::setSystemFontSize(double points) {
-    QFont f = font();
-    f.setPointSizeF(points);
-    setFont(f);
-}
-
-ProgressView::ProgressView(QWidget* parent) : QProgressBar(parent) {
-    setRange(0, 1000);
-    setTextVisible(false);
-    setValue(0);
-    appearWithParent(this);
-}
-
-namespace {
-
-ScreenEventObserver& screenEventObserver() {
-    static ScreenEventObserver observer;
-    return observer;
-}
-
-void reportScreenEvent(const QString& kind, DictionaryRef fields) {
-    if (screenEventObserver()) {
-        screenEventObserver()(kind, std::move(fields));
-    }
-}
-
-}  // namespace
-
-void setScreenEventObserver(ScreenEventObserver observer) {
-    screenEventObserver() = std::move(observer);
-}
-
-void ProgressView::setProgress(float progress, bool /*animated*/) {
-    if (std::isnan(progress)) {
-        progress = 0.0f;
-    }
-    progress_ = std::clamp(progress, 0.0f, 1.0f);
-    setValue(static_cast<int>(std::lround(progress_ * 1000.0f)));
-    reportScreenEvent(QStringLiteral("progress"),
-                      Dictionary::make({{QStringLiteral("progress"), Value::number(progress_)}}));
-}
-
-// ---- Bar buttons and the navigation bar -------------------------------------------------------
-
-BarButtonItem::BarButtonItem(QString title, Style style, std::function<void()> action)
-    : title_(std::move(title)), style_(style), action_(std::move(action)) {}
-
-void BarButtonItem::setEnabled(bool enabled) {
-    if (enabled_ == enabled) {
-        return;
-    }
-    enabled_ = enabled;
-    if (changed_) {
-        changed_();
-    }
-}
-
-bool BarButtonItem::tap() {
-    if (!enabled_) {
-        return false;
-    }
-    if (action_) {
-        const auto action = action_;  // the action may replace this button
-        action();
-    }
-    return true;
-}
-
-NavigationItem::~NavigationItem() {
-    if (right_) {
-        right_->setChangedHandler(nullptr);
-    }
-}
-
-void NavigationItem::setRightBarButtonItem(std::shared_ptr<BarButtonItem> item) {
-    if (right_) {
-        right_->setChangedHandler(nullptr);
-    }
-    right_ = std::move(item);
-    if (right_) {
-        right_->setChangedHandler([this] {
-            if (changed_) {
-                changed_();
-            }
-        });
-    }
-    if (changed_) {
-        changed_();
-    }
-}
-
-void NavigationItem::setChangedHandler(std::function<void()> handler) {
-    changed_ = std::move(handler);
-}
-
-NavigationBar::NavigationBar(QWidget* parent)
-    : QWidget(parent), balance_(new QWidget(this)), title_(new QLabel(this)), right_(new QPushButton(this)) {
-    setAutoFillBackground(true);
-    setPalette(whitePalette(palette()));
-    setFixedHeight(44);
-    QFont bold = title_->font();
-    bold.setBold(true);
-    title_->setFont(bold);
-    title_->setAlignment(Qt::AlignCenter);
-    right_->setFlat(true);
-    right_->hide();
-    auto* layout = new QHBoxLayout(this);
-    layout->setContentsMargins(8, 0, 8, 0);
-    layout->addWidget(balance_);
-    layout->addWidget(title_, 1);
-    layout->addWidget(right_);
-    if (parent) {
-        resize(parent->width(), height());
-        parent->installEventFilter(this);
-    }
-    appearWithParent(this);
-    connect(right_, &QPushButton::clicked, this, [this] {
-        if (const auto item = topItem()) {
-            if (const auto button = item->rightBarButtonItem()) {
-                button->tap();
-            }
-        }
-    });
-}
-
-void NavigationBar::setItems(std::vector<std::shared_ptr<NavigationItem>> items) {
-    for (const auto& item : items_) {
-        item->setChangedHandler(nullptr);
-    }
-    items_ = std::move(items);
-    QPointer<NavigationBar> self(this);
-    for (const auto& item : items_) {
-        item->setChangedHandler([self] {
-            if (self) {
-                self->refresh();
-            }
-        });
-    }
-    refresh();
-}
-
-bool NavigationBar::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == parentWidget() && event->type() == QEvent::Resize) {
-        resize(parentWidget()->width(), height());
-    }
-    return QWidget::eventFilter(watched, event);
-}
-
-void NavigationBar::moveCentreBy(double dy) {
-    move(x(), y() + static_cast<int>(std::lround(dy)));
-}
-
-NavigationBar* NavigationBar::findIn(QWidget* root) {
-    if (!root) {
-        return nullptr;
-    }
-    if (auto* bar = qobject_cast<NavigationBar*>(root)) {
-        return bar;
-    }
-    return root->findChild<NavigationBar*>();
-}
-
-void NavigationBar::refresh() {
-    const auto item = topItem();
-    title_->setText(item ? item->title() : QString());
-    const auto button = item ? item->rightBarButtonItem() : nullptr;
-    if (button) {
-        right_->setText(button->title());
-        right_->setEnabled(button->isEnabled());
-        QFont f = right_->font();
-        f.setBold(button->style() == BarButtonItem::Style::Done);
-        right_->setFont(f);
-    }
-    right_->setVisible(button != nullptr);
-    balance_->setFixedWidth(button ? right_->sizeHint().width() : 0);
-}
-
-// ---- Alerts -----------------------------------------------------------------------------------
 
 const char* AlertAction::styleName(Style style) {
     switch (style) {
@@ -575,46 +296,6 @@ DictionaryRef AlertController::describe() const {
                })));
     }
     return d;
-}
-
-// ---- Screen description -----------------------------------------------------------------------
-
-DictionaryRef describeScreen(QWidget* root, const AlertController* presentedAlert) {
-    auto screen = Dictionary::make();
-    if (!root) {
-        return screen;
-    }
-    if (const auto* bar = NavigationBar::findIn(root)) {
-        if (const auto item = bar->topItem()) {
-            screen->set(QStringLiteral("title"), Value::string(item->title()));
-            if (const auto button = item->rightBarButtonItem()) {
-                screen->set(QStringLiteral("rightButton"),
-                            Value::dictionary(Dictionary::make({
-                                {QStringLiteral("title"), Value::string(button->title())},
-                                {QStringLiteral("enabled"), Value::boolean(button->isEnabled())},
-                            })));
-            }
-        }
-    }
-    if (presentedAlert && presentedAlert->isPresented()) {
-        screen->set(QStringLiteral("alert"), Value::dictionary(presentedAlert->describe()));
-    }
-    // Only the toolkit's own labels and bars count: the texts inside bars and alerts are described above.
-    auto labels = makeArray();
-    for (const Label* label : root->findChildren<Label*>()) {
-        if (label->isVisibleTo(root)) {
-            labels->push_back(Value::string(label->text()));
-        }
-    }
-    screen->set(QStringLiteral("labels"), Value::array(labels));
-    auto progress = makeArray();
-    for (const ProgressView* bar : root->findChildren<ProgressView*>()) {
-        if (bar->isVisibleTo(root)) {
-            progress->push_back(Value::number(shortestDouble(bar->progress())));
-        }
-    }
-    screen->set(QStringLiteral("progress"), Value::array(progress));
-    return screen;
 }
 
 }  // namespace platform::ui
