@@ -1,0 +1,53 @@
+#pragma once
+// A table row's cell in the value-one style: an optional image at the leading edge, the main text
+// label beside it and a detail label at the trailing edge. Cells are made by a table for a reuse
+// identifier and reused for other rows once they scroll away.
+
+#include "platform/ui/Image.h"
+#include "platform/ui/Label.h"
+#include "platform/ui/View.h"
+
+#include <QString>
+
+namespace platform::ui {
+
+class ImageView;
+
+enum class TableViewCellStyle { Default = 0, Value1 = 1, Value2 = 2, Subtitle = 3 };
+
+class TableViewCell : public View {
+    Q_OBJECT
+  public:
+    TableViewCell(TableViewCellStyle style, const QString& reuseIdentifier, QWidget* parent = nullptr);
+    // A value-one cell, as a table makes it for a registered class.
+    explicit TableViewCell(const QString& reuseIdentifier)
+        : TableViewCell(TableViewCellStyle::Value1, reuseIdentifier) {}
+
+    TableViewCellStyle cellStyle() const { return style_; }
+    const QString& reuseIdentifier() const { return reuseIdentifier_; }
+    Label* textLabel() const { return textLabel_; }
+    Label* detailTextLabel() const { return detailTextLabel_; }
+    ImageView* imageView() const { return imageView_; }
+
+    // A cell with user interaction off ignores taps; its row cannot be selected.
+    void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
+    bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
+
+    // Called before the table hands the cell out again for another row: texts and image are cleared
+    // and user interaction is on again.
+    virtual void prepareForReuse();
+
+  protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+  private:
+    void layoutContent();
+    TableViewCellStyle style_;
+    QString reuseIdentifier_;
+    Label* textLabel_;
+    Label* detailTextLabel_;
+    ImageView* imageView_;
+    bool userInteractionEnabled_ = true;
+};
+
+}  // namespace platform::ui
