@@ -21,6 +21,15 @@ constexpr int kSetupLogCategory = 0;
 
 }  // namespace
 
+WiFiProfileViewController::~WiFiProfileViewController() {
+    // The table outlives this object by a moment (the base class deletes the root view): it must not
+    // ask a data source or delegate that is gone.
+    if (tableView) {
+        tableView->setDataSource(nullptr);
+        tableView->setDelegate(nullptr);
+    }
+}
+
 std::shared_ptr<WiFiProfileViewController> WiFiProfileViewController::self() {
     return std::static_pointer_cast<WiFiProfileViewController>(shared_from_this());
 }

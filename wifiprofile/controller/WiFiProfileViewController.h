@@ -5,11 +5,16 @@
 
 #include "platform/foundation/Value.h"
 #include "platform/host/HostDiagnostic.h"
+#include "platform/ui/Image.h"
+#include "platform/ui/table/RefreshControl.h"
+#include "platform/ui/table/TableView.h"
 #include "platform/wifi/WiFiDiagnosticsClient.h"
 #include "platform/wifi/WiFiManager.h"
 #include "platform/wifi/WiFiRecords.h"
+#include "wifiprofile/chooser/ScanListProcessing.h"
 #include "wifiprofile/controller/WiFiProfileInputs.h"
 
+#include <QPointer>
 #include <QString>
 
 #include <atomic>
@@ -17,12 +22,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-
-namespace platform::ui {
-class TableView;
-class RefreshControl;
-class Image;
-}  // namespace platform::ui
+#include <vector>
 
 namespace wifiprofile {
 
@@ -46,9 +46,15 @@ class Shared {
     T value_{};
 };
 
-class WiFiProfileViewController final : public platform::HostDiagnosticViewController {
+class WiFiProfileViewController final : public platform::HostDiagnosticViewController,
+                                        public platform::ui::TableViewDataSource,
+                                        public platform::ui::TableViewDelegate {
   public:
     using DictionaryRef = platform::DictionaryRef;
+    using IndexPath = platform::ui::IndexPath;
+    using TableView = platform::ui::TableView;
+
+    ~WiFiProfileViewController() override;
 
     // ---- Host entry points ----
     void setupWithInputs(std::shared_ptr<platform::HostDiagnosticInputs> inputs, void* responder) override;
@@ -84,15 +90,55 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
     void runSelectedNetworkDiagnosticsTests();
     void updateProgress();
 
-    // ---- Screens ----
+    // ---- Progress screen ----
     void displayProgressScreen();
     void updateViewConstraints() override;
+
+    // ---- Network list screen ----
     void setupViewWithNetworkList(bool showNetworkList);
-    void displayNetworkList();
+    long numberOfSectionsInTableView(TableView* table) override;
+    long tableViewNumberOfRowsInSection(TableView* table, long section) override;
+    platform::ui::TableViewCell* tableViewCellForRowAtIndexPath(TableView* table,
+                                                                IndexPath indexPath) override;
+    double tableViewHeightForHeaderInSection(TableView* table, long section) override;
+    double tableViewHeightForFooterInSection(TableView* table, long section) override;
+    platform::ui::View* tableViewViewForHeaderInSection(TableView* table, long section) override;
+    void tableViewDidSelectRowAtIndexPath(TableView* table, IndexPath indexPath) override;
+    // The bar sits at the top and joins the status bar.
+    enum class BarPosition { Any = 0, Bottom = 1, Top = 2, TopAttached = 3 };
+    BarPosition positionForBar(platform::ui::NavigationBar* bar) const;
+    void setupRefreshControl();
     void showSpinner();
     void hideSpinner();
+    void enableTableViewSelection(bool enabled);
     void enableRightBarButtonItem(bool enabled);
     void removeNavigationBarButtons();
+    void reloadRefreshCell();
+    void scrollToSelectedNetwork();
+    void scrollToLastFocusedItem();
+
+    // ---- Scan list processing ----
+    void displayNetworkList();
+    void refreshNetworkList(void* sender);
+    void dedupScanResultsToHighestRSSI();
+    void updateFilteredNetworkListIfNeeded();
+    void sortWiFiScanResults();
+    void loadInitialNetworkList();
+    void updateNetworkList();
+    void deleteLostNetworks();
+    void insertNewNetworks();
+    void addNetworkToFilteredNetworkList(const chooser::ScanResultRef& network);
+    void removeNetworkFromFilteredNetworkList(const chooser::ScanResultRef& network);
+    long networksOffset() const;
+
+    // ---- Network selection ----
+    void updateSelectedNetwork(const chooser::ScanResultRef& network);
+    void askForSSID();
+    void textFieldAlertDidChange(void* sender);
+    void updateSelectedNetworkFromOtherWithSSID(const QString& ssid);
+    void reloadSelectedNetwork(bool hadRow);
+    void deleteSelectedNetwork(unsigned long index);
+    void insertPreviousSelectedNetwork(const chooser::ScanResultRef& network);
 
     // ---- Device configuration tests ----
     void runDeviceConfigurationCustomIPv4();
@@ -199,24 +245,27 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
     DictionaryRef currentNetworkData;
     DictionaryRef selectedNetworkData;
     Shared<platform::WiFiStatusRef> wifiStatus;
-    std::shared_ptr<const platform::WiFiScanResult> currentNetwork;
-    platform::ArrayRef filteredWiFiScanResults;
-    platform::ArrayRef previousScanFilteredWiFiScanResults;
-    DictionaryRef distinctNetworks;
-    DictionaryRef filteredNetworks;
-    DictionaryRef previousScanFilteredNetworks;
+    // The chooser's lists are written by the scan jobs and read by the table on the main queue. The
+    // flow keeps the two apart; the lock makes every single read and write whole as well.
+    // lists holds distinctNetworks, filteredNetworks and filteredWiFiScanResults.
+    mutable std::mutex listsMutex;
+    chooser::ScanResultRef currentNetwork;
+    chooser::NetworkLists lists;
+    chooser::NetworkList previousScanFilteredWiFiScanResults;
+    chooser::NetworksByName previousScanFilteredNetworks;
     Shared<platform::ArrayRef> wifiScanResults;
-    platform::ui::TableView* tableView = nullptr;
-    platform::ui::RefreshControl* refreshControl = nullptr;
+    QPointer<TableView> tableView;
+    QPointer<platform::ui::RefreshControl> refreshControl;
     platform::ui::NavigationBar* navigationBar = nullptr;
     std::shared_ptr<platform::ui::NavigationItem> navigationItem;
-    WiFiHeaderView* networksGroupHeaderView = nullptr;
-    WiFiHeaderView* selectedNetworkHeaderView = nullptr;
-    platform::ui::Image* blueCheck = nullptr;
-    platform::ui::Image* spacer = nullptr;
+    // Kept in the root view's tree (the table shows them as its headers); Qt deletes them.
+    QPointer<WiFiHeaderView> networksGroupHeaderView;
+    QPointer<WiFiHeaderView> selectedNetworkHeaderView;
+    platform::ui::ImageRef blueCheck;
+    platform::ui::ImageRef spacer;
     platform::ui::Label* mainLabel = nullptr;
     platform::ui::ProgressView* progressView = nullptr;
-    bool refreshEnabled = false;
+    std::atomic<bool> refreshEnabled{false};
     bool progressScreenVisible = false;
     std::atomic<bool> scanFinished{false};
     // The two platform handles are owned by hand: taken once in setupWiFi, released once in cleanUp.
@@ -230,6 +279,13 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
 
   private:
     std::shared_ptr<WiFiProfileViewController> self();
+    // The index path that a job on the default-priority global queue makes while the caller waits.
+    std::vector<IndexPath> indexPathsOnGlobalQueue(const std::function<std::vector<IndexPath>()>& make);
+    // The steps a tap and a typed name share: the chosen network leaves the list (its row deleted,
+    // numbered as the list stood before), and the network selected before goes back in when the
+    // last scan saw it (its row inserted at its sorted place).
+    void removeFromListAndDeleteRow(const chooser::ScanResultRef& network);
+    void putPreviousSelectedNetworkBack();
 };
 
 }  // namespace wifiprofile

@@ -8,4 +8,9 @@ namespace wifiprofile {
 
 QString localizedString(const QString& key);
 
+// Where the extension's resources (strings, images) live in the program's resources.
+inline QString resourceRoot() {
+    return QStringLiteral(":/wifiprofile");
+}
+
 }  // namespace wifiprofile

@@ -1,0 +1,221 @@
+// The chooser's lists on the controller: the first load and the pull-to-refresh (status, fresh scan,
+// one record per name, the selected network moved out, sorting, then the rows inserted or deleted
+// by difference on the main queue). The list processing itself is in ScanListProcessing.
+#include "platform/foundation/Dispatch.h"
+#include "platform/ui/Toolkit.h"
+#include "wifiprofile/controller/WiFiProfileViewController.h"
+
+namespace wifiprofile {
+
+namespace dispatch = platform::dispatch;
+
+namespace {
+
+constexpr long kNetworksSection = 1;
+constexpr auto kFade = platform::ui::TableViewRowAnimation::Fade;
+
+std::vector<platform::ui::IndexPath> rowsOfNetworksSection(const std::vector<long>& rows) {
+    std::vector<platform::ui::IndexPath> paths;
+    paths.reserve(rows.size());
+    for (const long row : rows) {
+        paths.push_back(platform::ui::IndexPath::forRow(row, kNetworksSection));
+    }
+    return paths;
+}
+
+}  // namespace
+
+std::vector<platform::ui::IndexPath> WiFiProfileViewController::indexPathsOnGlobalQueue(
+    const std::function<std::vector<IndexPath>()>& make) {
+    auto paths = std::make_shared<std::vector<IndexPath>>();
+    dispatch::sync(dispatch::globalQueue(), [paths, &make] { *paths = make(); });
+    return std::move(*paths);
+}
+
+// ---- List operations ----
+
+void WiFiProfileViewController::dedupScanResultsToHighestRSSI() {
+    const platform::ArrayRef scan = wifiScanResults.get();
+    const platform::WiFiStatusRef status = wifiStatus.get();
+    std::lock_guard lock(listsMutex);
+    lists = chooser::dedupScanResultsToHighestRSSI(scan.get(), status.get(), currentNetwork);
+}
+
+void WiFiProfileViewController::updateFilteredNetworkListIfNeeded() {
+    const platform::WiFiStatusRef status = wifiStatus.get();
+    const auto selected = inputs->selectedNetworkName();
+    std::lock_guard lock(listsMutex);
+    chooser::updateFilteredNetworkListIfNeeded(lists, selected, status.get(), currentNetwork);
+}
+
+void WiFiProfileViewController::sortWiFiScanResults() {
+    std::lock_guard lock(listsMutex);
+    chooser::sortWiFiScanResults(lists.filteredWiFiScanResults);
+}
+
+void WiFiProfileViewController::addNetworkToFilteredNetworkList(const chooser::ScanResultRef& network) {
+    std::lock_guard lock(listsMutex);
+    chooser::addNetworkToFilteredNetworkList(lists, network);
+}
+
+void WiFiProfileViewController::removeNetworkFromFilteredNetworkList(const chooser::ScanResultRef& network) {
+    std::lock_guard lock(listsMutex);
+    chooser::removeNetworkFromFilteredNetworkList(lists, network);
+}
+
+long WiFiProfileViewController::networksOffset() const {
+    std::lock_guard lock(listsMutex);
+    return static_cast<long>(lists.filteredWiFiScanResults.size()) + 1;
+}
+
+// ---- The first load ----
+
+void WiFiProfileViewController::displayNetworkList() {
+    dispatch::async(dispatch::globalQueue(), [self = self()] {
+        self->determineCurrentNetwork();
+        if (!self->inputs->selectedNetworkName()) {
+            const platform::WiFiStatusRef status = self->wifiStatus.get();
+            self->inputs->setSelectedNetworkName(status ? status->ssidString : std::nullopt);
+        }
+        dispatch::async(dispatch::mainQueue(), [self] {
+            if (self->tableView) {
+                self->tableView->reloadData();
+            }
+            if (self->inputs->selectedNetworkName()) {
+                self->enableRightBarButtonItem(true);
+            }
+        });
+        self->runCurrentNetworkNoScanResultsWithConfiguration(self->freshScanConfiguration,
+                                                              self->currentNetworkData);
+        self->dedupScanResultsToHighestRSSI();
+        self->updateFilteredNetworkListIfNeeded();
+        self->sortWiFiScanResults();
+        dispatch::async(dispatch::mainQueue(), [self] {
+            self->hideSpinner();
+            self->setupRefreshControl();
+            self->loadInitialNetworkList();
+            self->scrollToLastFocusedItem();
+        });
+    });
+}
+
+void WiFiProfileViewController::loadInitialNetworkList() {
+    const std::vector<IndexPath> paths = indexPathsOnGlobalQueue([this] {
+        std::lock_guard lock(listsMutex);
+        const std::size_t count = lists.filteredWiFiScanResults.size();
+        std::vector<IndexPath> made(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            made[i] = IndexPath::forRow(static_cast<long>(i), kNetworksSection);
+        }
+        return made;
+    });
+    if (!tableView) {
+        return;
+    }
+    tableView->beginUpdates();
+    reloadRefreshCell();
+    tableView->insertRowsAtIndexPaths(paths, kFade);
+    tableView->endUpdates();
+}
+
+// ---- The pull-to-refresh ----
+
+void WiFiProfileViewController::refreshNetworkList(void* /*sender*/) {
+    const bool hadSelection = inputs->selectedNetworkName().has_value();
+    {
+        std::lock_guard lock(listsMutex);
+        previousScanFilteredWiFiScanResults = lists.filteredWiFiScanResults;
+        previousScanFilteredNetworks = lists.filteredNetworks;
+    }
+    enableTableViewSelection(false);
+    showSpinner();
+    reloadRefreshCell();
+    dispatch::async(dispatch::globalQueue(), [self = self(), hadSelection] {
+        self->determineCurrentNetwork();
+        self->runCurrentNetworkNoScanResultsWithConfiguration(self->freshScanConfiguration,
+                                                              self->currentNetworkData);
+        self->dedupScanResultsToHighestRSSI();
+        const platform::WiFiStatusRef status = self->wifiStatus.get();
+        const std::optional<QString> statusName = status ? status->ssidString : std::nullopt;
+        const auto selected = self->inputs->selectedNetworkName();
+        if (!selected || selected != statusName) {
+            if (!hadSelection) {
+                self->inputs->setSelectedNetworkName(statusName);
+                dispatch::async(dispatch::mainQueue(), [self] { self->enableRightBarButtonItem(true); });
+            }
+            chooser::ScanResultRef selectedRecord;
+            if (const auto name = self->inputs->selectedNetworkName()) {
+                std::lock_guard lock(self->listsMutex);
+                selectedRecord = self->lists.distinctNetworks.value(*name);
+            }
+            if (selectedRecord) {
+                self->removeNetworkFromFilteredNetworkList(selectedRecord);
+                if (hadSelection) {
+                    std::lock_guard lock(self->listsMutex);
+                    chooser::addNetworkToFilteredNetworkList(self->lists, self->currentNetwork);
+                }
+            }
+        }
+        self->sortWiFiScanResults();
+        dispatch::async(dispatch::mainQueue(), [self, hadSelection] {
+            self->hideSpinner();
+            self->enableTableViewSelection(true);
+            if (self->refreshControl) {
+                self->refreshControl->endRefreshing();
+            }
+            if (self->tableView) {
+                self->tableView->beginUpdates();
+            }
+            const platform::WiFiStatusRef finalStatus = self->wifiStatus.get();
+            if (self->inputs->selectedNetworkName() || (finalStatus && finalStatus->ssidString)) {
+                self->reloadSelectedNetwork(hadSelection);
+            }
+            self->updateNetworkList();
+            self->reloadRefreshCell();
+            if (self->tableView) {
+                self->tableView->endUpdates();
+            }
+        });
+    });
+}
+
+void WiFiProfileViewController::updateNetworkList() {
+    if (tableView) {
+        tableView->beginUpdates();
+    }
+    deleteLostNetworks();
+    insertNewNetworks();
+    if (tableView) {
+        tableView->endUpdates();
+    }
+}
+
+void WiFiProfileViewController::deleteLostNetworks() {
+    const std::vector<IndexPath> paths = indexPathsOnGlobalQueue([this] {
+        std::lock_guard lock(listsMutex);
+        return rowsOfNetworksSection(
+            chooser::lostNetworkRows(previousScanFilteredWiFiScanResults, lists.filteredNetworks));
+    });
+    if (!tableView) {
+        return;
+    }
+    tableView->beginUpdates();
+    tableView->deleteRowsAtIndexPaths(paths, kFade);
+    tableView->endUpdates();
+}
+
+void WiFiProfileViewController::insertNewNetworks() {
+    const std::vector<IndexPath> paths = indexPathsOnGlobalQueue([this] {
+        std::lock_guard lock(listsMutex);
+        return rowsOfNetworksSection(
+            chooser::newNetworkRows(lists.filteredWiFiScanResults, previousScanFilteredNetworks));
+    });
+    if (!tableView) {
+        return;
+    }
+    tableView->beginUpdates();
+    tableView->insertRowsAtIndexPaths(paths, kFade);
+    tableView->endUpdates();
+}
+
+}  // namespace wifiprofile
