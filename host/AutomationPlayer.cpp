@@ -3,6 +3,10 @@
 #include "platform/foundation/Dispatch.h"
 #include "platform/foundation/Json.h"
 #include "platform/ui/Toolkit.h"
+#include "platform/ui/table/TableView.h"
+
+#include <QImageWriter>
+#include <QPixmap>
 
 namespace host {
 
@@ -15,7 +19,8 @@ namespace {
 constexpr int kPollIntervalMs = 5;
 
 bool isSupported(const AutomationAction& a) {
-    return a.tap || a.wifiPower || a.waitMs || a.snapshot;
+    return a.tap || a.wifiPower || a.waitMs || a.snapshot || a.tapNetwork || a.tapRow || a.type ||
+           a.pullToRefresh || a.screenshot;
 }
 
 // The action's kind as written, for messages about actions this player does not know.
@@ -92,8 +97,23 @@ bool AutomationPlayer::perform(const AutomationAction& action, bool idle) {
     if (action.tap) {
         return tap(action, idle);
     }
+    if (action.type) {
+        return type(action, idle);
+    }
     if (!idle) {
         return false;
+    }
+    if (action.tapNetwork) {
+        return tapNetwork(action);
+    }
+    if (action.tapRow) {
+        return tapRow(action);
+    }
+    if (action.pullToRefresh) {
+        return pullToRefresh(action);
+    }
+    if (action.screenshot) {
+        return screenshot(action);
     }
     if (action.wifiPower) {
         record(action);
@@ -158,10 +178,142 @@ bool AutomationPlayer::tap(const AutomationAction& action, bool idle) {
             return true;
         }
     }
-    fail(action, QStringLiteral("no %1 on the screen: %2")
-                     .arg(what, QString::fromUtf8(platform::toJson(*platform::ui::describeScreen(
-                                    controller_->view(), controller_->presentedViewController().get())))));
+    if (auto* table = visibleTable()) {
+        if (const auto row = rowWithText(table, title, std::nullopt)) {
+            record(action);
+            table->tapRowAtIndexPath(*row);
+            return true;
+        }
+    }
+    fail(action, QStringLiteral("no %1 on the screen: %2").arg(what, screenText()));
     return false;
+}
+
+QString AutomationPlayer::screenText() const {
+    return QString::fromUtf8(platform::toJson(
+        *platform::ui::describeScreen(controller_->view(), controller_->presentedViewController().get())));
+}
+
+platform::ui::TableView* AutomationPlayer::visibleTable() const {
+    for (auto* table : controller_->view()->findChildren<platform::ui::TableView*>()) {
+        if (table->isVisibleTo(controller_->view())) {
+            return table;
+        }
+    }
+    return nullptr;
+}
+
+std::optional<platform::ui::IndexPath> AutomationPlayer::rowWithText(platform::ui::TableView* table,
+                                                                     const QString& text,
+                                                                     std::optional<long> onlySection) {
+    const auto sections = table->describe()->value(QStringLiteral("sections"));
+    const auto list = sections ? sections->toArray() : nullptr;
+    for (long s = 0; list && s < static_cast<long>(list->size()); ++s) {
+        if (onlySection && *onlySection != s) {
+            continue;
+        }
+        const auto section = (*list)[static_cast<std::size_t>(s)].toDictionary();
+        const auto rows = section ? section->value(QStringLiteral("rows")) : std::nullopt;
+        const auto rowList = rows ? rows->toArray() : nullptr;
+        for (long r = 0; rowList && r < static_cast<long>(rowList->size()); ++r) {
+            const auto row = (*rowList)[static_cast<std::size_t>(r)].toDictionary();
+            const auto rowText = row ? row->value(QStringLiteral("text")) : std::nullopt;
+            if (rowText && rowText->isString() && rowText->toString() == text) {
+                return platform::ui::IndexPath::forRow(r, s);
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+bool AutomationPlayer::tapNetwork(const AutomationAction& action) {
+    constexpr long kNetworksSection = 1;
+    auto* table = visibleTable();
+    if (!table) {
+        fail(action, QStringLiteral("no network list on the screen: %1").arg(screenText()));
+        return false;
+    }
+    const auto row = rowWithText(table, *action.tapNetwork, kNetworksSection);
+    if (!row) {
+        fail(action,
+             QStringLiteral("no network \"%1\" in the list: %2").arg(*action.tapNetwork, screenText()));
+        return false;
+    }
+    record(action);
+    if (!table->tapRowAtIndexPath(*row)) {
+        fail(action,
+             QStringLiteral("the row of network \"%1\" does not take taps now").arg(*action.tapNetwork));
+        return false;
+    }
+    return true;
+}
+
+bool AutomationPlayer::tapRow(const AutomationAction& action) {
+    auto* table = visibleTable();
+    if (!table) {
+        fail(action, QStringLiteral("no table on the screen: %1").arg(screenText()));
+        return false;
+    }
+    const auto at = platform::ui::IndexPath::forRow(action.tapRow->row, action.tapRow->section);
+    if (at.section >= table->numberOfSections() || at.row >= table->numberOfRowsInSection(at.section)) {
+        fail(action, QStringLiteral("the table has no row %1 in section %2: %3")
+                         .arg(QString::number(at.row), QString::number(at.section), screenText()));
+        return false;
+    }
+    record(action);
+    // As a finger: a row that takes no taps, or a table that allows no selection, ignores it.
+    table->tapRowAtIndexPath(at);
+    return true;
+}
+
+bool AutomationPlayer::type(const AutomationAction& action, bool idle) {
+    // Typing goes into the alert as soon as it shows, like a tap on its buttons.
+    const auto alert = controller_->presentedViewController();
+    if (!alert || alert->textFields().empty()) {
+        if (idle) {
+            fail(action, QStringLiteral("no alert with a text field on the screen: %1").arg(screenText()));
+        }
+        return false;
+    }
+    record(action);
+    QString typed = alert->textFields().front()->text;
+    for (const QChar c : *action.type) {
+        typed.append(c);
+        alert->typeText(typed);
+    }
+    return true;
+}
+
+bool AutomationPlayer::pullToRefresh(const AutomationAction& action) {
+    auto* table = visibleTable();
+    if (!table || !table->refreshControl()) {
+        fail(action, QStringLiteral("no list to pull down on the screen (it can be refreshed once its first "
+                                    "scan is shown): %1")
+                         .arg(screenText()));
+        return false;
+    }
+    record(action);
+    table->pullToRefresh();
+    return true;
+}
+
+bool AutomationPlayer::screenshot(const AutomationAction& action) {
+    QWidget* screen = controller_->view()->window();
+    const QImage picture = screen->grab().toImage();
+    QImageWriter writer(*action.screenshot, "png");
+    if (!writer.write(picture)) {
+        fail(
+            action,
+            QStringLiteral("cannot save the screen to %1: %2").arg(*action.screenshot, writer.errorString()));
+        return false;
+    }
+    record(action);
+    events_->write(QStringLiteral("screenshot"),
+                   Dictionary::make({{QStringLiteral("place"), Value::string(action.place)},
+                                     {QStringLiteral("file"), Value::string(*action.screenshot)},
+                                     {QStringLiteral("width"), Value::integer(picture.width())},
+                                     {QStringLiteral("height"), Value::integer(picture.height())}}));
+    return true;
 }
 
 void AutomationPlayer::record(const AutomationAction& action) {

@@ -6,6 +6,7 @@
 #include "host/EventStream.h"
 
 #include "platform/host/Extension.h"
+#include "platform/ui/table/TableView.h"
 #include "platform/wifi/sim/Scenario.h"
 #include "platform/wifi/sim/SimBackend.h"
 
@@ -49,6 +50,18 @@ class AutomationPlayer : public QObject {
     // Answers whether the action at next_ is done (or failed); false means try again later.
     bool perform(const platform::sim::AutomationAction& action, bool idle);
     bool tap(const platform::sim::AutomationAction& action, bool idle);
+    bool tapNetwork(const platform::sim::AutomationAction& action);
+    bool tapRow(const platform::sim::AutomationAction& action);
+    bool type(const platform::sim::AutomationAction& action, bool idle);
+    bool pullToRefresh(const platform::sim::AutomationAction& action);
+    bool screenshot(const platform::sim::AutomationAction& action);
+    // The screen as data, for messages.
+    QString screenText() const;
+    platform::ui::TableView* visibleTable() const;
+    // The first row whose text is text, in onlySection or in any section.
+    static std::optional<platform::ui::IndexPath> rowWithText(platform::ui::TableView* table,
+                                                              const QString& text,
+                                                              std::optional<long> onlySection);
     void record(const platform::sim::AutomationAction& action);
     void fail(const platform::sim::AutomationAction& action, const QString& why);
 

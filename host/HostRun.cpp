@@ -1,5 +1,7 @@
 #include "host/HostRun.h"
 
+#include "platform/ui/ScreenEvents.h"
+
 #include "host/DrainReport.h"
 #include "host/HostObservers.h"
 #include "host/HostOutput.h"
@@ -46,7 +48,8 @@ Value optionalValue(const std::optional<Value>& v) {
 
 }  // namespace
 
-HostRun::HostRun(HostOptions options) : options_(std::move(options)) {}
+HostRun::HostRun(HostOptions options)
+    : options_(std::move(options)), programmingErrorsBefore_(platform::ui::programmingErrorCount()) {}
 
 HostRun::~HostRun() {
     watchdog_.stop();
@@ -273,6 +276,10 @@ int HostRun::drainAndReport(int code) {
 
     // A handle held after teardown, or released once too often, is a bug of the diagnostic.
     if (reportHandles(events_) && code == kExitFinished) {
+        code = kExitOther;
+    }
+    // So is a misuse of the toolkit (a table update that does not add up), already named on stderr.
+    if (platform::ui::programmingErrorCount() > programmingErrorsBefore_ && code == kExitFinished) {
         code = kExitOther;
     }
 

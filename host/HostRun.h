@@ -71,8 +71,10 @@ class HostRun {
     std::unique_ptr<AutomationPlayer> player_;
 
     static constexpr int kUnsettled = -1;
-    std::atomic<bool> finishSeen_{false};    // the diagnostic first reported it finished (any thread)
-    std::atomic<int> exitCode_{kUnsettled};  // how the run ends, settled once on the main thread
+    std::atomic<bool> finishSeen_{false};  // the diagnostic first reported it finished (any thread)
+    std::atomic<int> exitCode_{kUnsettled};
+    int programmingErrorsBefore_ =
+        0;  // the toolkit's count when this run began  // how the run ends, settled once on the main thread
 
     Watchdog watchdog_;  // last, so that it stops before anything it reads goes
 };

@@ -49,6 +49,7 @@ TestAnswer neutralTestAnswer() {
 namespace {
 
 constexpr std::int64_t kMaxLatencyMs = 600000;
+constexpr std::int64_t kMaxRowIndex = 1000000;  // far beyond any list a device shows
 constexpr std::int64_t kMaxEventTimeMs = 86400000;
 constexpr std::int64_t kMaxDevices = 64;
 constexpr qint64 kMaxFileSize = 16 * 1024 * 1024;
@@ -274,10 +275,10 @@ ScenarioEvent readEvent(const JsonField& field) {
 }
 
 AutomationAction readAction(const JsonField& field) {
-    static const QStringList kKinds = {QStringLiteral("tap"),           QStringLiteral("wifiPower"),
-                                       QStringLiteral("waitMs"),        QStringLiteral("snapshot"),
-                                       QStringLiteral("tapNetwork"),    QStringLiteral("type"),
-                                       QStringLiteral("pullToRefresh"), QStringLiteral("screenshot")};
+    static const QStringList kKinds = {
+        QStringLiteral("tap"),           QStringLiteral("wifiPower"),  QStringLiteral("waitMs"),
+        QStringLiteral("snapshot"),      QStringLiteral("tapNetwork"), QStringLiteral("type"),
+        QStringLiteral("pullToRefresh"), QStringLiteral("screenshot"), QStringLiteral("tapRow")};
     const JsonObjectFields d = field.readObject();
     const QStringList keys = d.keys();
     if (keys.isEmpty()) {
@@ -307,10 +308,21 @@ AutomationAction readAction(const JsonField& field) {
             value.fail(QStringLiteral("%1 takes true").arg(quoted(action.kind)));
         }
         action.snapshot = action.kind == QLatin1String("snapshot");
+        action.pullToRefresh = action.kind == QLatin1String("pullToRefresh");
     } else if (action.kind == QLatin1String("type")) {
-        value.readString();
-    } else {  // tapNetwork, screenshot
-        value.readNonEmptyString();
+        action.type = value.readString();
+    } else if (action.kind == QLatin1String("tapNetwork")) {
+        action.tapNetwork = value.readString();
+    } else if (action.kind == QLatin1String("tapRow")) {
+        const JsonObjectFields row = value.readObject();
+        row.rejectUnknownKeys({QStringLiteral("section"), QStringLiteral("row")}, QStringLiteral("a row"));
+        action.tapRow = AutomationAction::RowAddress{
+            static_cast<long>(row.require(QStringLiteral("section"), QStringLiteral("a row"))
+                                  .readIntInRange(0, kMaxRowIndex)),
+            static_cast<long>(
+                row.require(QStringLiteral("row"), QStringLiteral("a row")).readIntInRange(0, kMaxRowIndex))};
+    } else {  // screenshot
+        action.screenshot = value.readNonEmptyString();
     }
     return action;
 }

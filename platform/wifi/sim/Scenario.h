@@ -67,16 +67,24 @@ struct ScenarioEvent {
 };
 
 // One step of an automation script: an object with exactly one key, the action's kind. The kinds
-// tap, wifiPower, waitMs and snapshot are also read into the fields below; the others (tapNetwork,
-// type, pullToRefresh, screenshot) are checked for their value's type and kept in raw only.
+// An automation step. Each action has exactly one key; its value is read into the field of its kind.
 struct AutomationAction {
     QString place;  // where it stands in its file, for messages: automation[3]
     QString kind;   // the action's one key: "tap", "wifiPower", "waitMs", "snapshot", "tapNetwork", ...
-    std::optional<QString> tap;  // strings-table key of an alert or bar button
+    std::optional<QString> tap;  // strings-table key of an alert or bar button, or of a table row
     std::optional<bool> wifiPower;
     std::optional<int> waitMs;
     bool snapshot = false;
-    DictionaryRef raw;  // the action as written, for events and for kinds the player adds later
+    std::optional<QString> tapNetwork;  // the text of a row of the networks section
+    struct RowAddress {
+        long section = 0;
+        long row = 0;
+    };
+    std::optional<RowAddress> tapRow;
+    std::optional<QString> type;  // typed into the presented alert's text field, one change per character
+    bool pullToRefresh = false;
+    std::optional<QString> screenshot;  // PNG file to save the screen to
+    DictionaryRef raw;                  // the action as written, for events
 };
 
 struct Scenario {
