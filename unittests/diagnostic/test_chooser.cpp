@@ -1,0 +1,537 @@
+// The network chooser on the real controller against the simulated device: the list screen, its
+// first load and refresh, selection by tap and by typed name, the header view, and the table's
+// removal when the progress screen takes over. Every test also checks that no table update was
+// reported as a programming error.
+#include "platform/ui/Toolkit.h"
+#include "platform/ui/table/TableView.h"
+#include "platform/ui/table/TableViewCell.h"
+#include "unittests/diagnostic/DiagnosticHarness.h"
+#include "wifiprofile/chooser/WiFiHeaderView.h"
+#include "wifiprofile/resources/Strings.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace {
+
+using platform::Dictionary;
+using platform::Value;
+using platform::ui::IndexPath;
+using testsupport::DiagnosticHarness;
+using testsupport::parameters;
+using wifiprofile::localizedString;
+
+struct Ap {
+    std::optional<QString> ssid;
+    QString bssid;
+    std::int64_t rssi;
+};
+
+platform::sim::TestAnswer scanAnswer(const std::vector<Ap>& aps) {
+    auto list = platform::makeArray();
+    for (const Ap& ap : aps) {
+        auto r = std::make_shared<platform::WiFiScanResult>();
+        r->ssidString = ap.ssid;
+        r->bssid = ap.bssid;
+        r->rssi = ap.rssi;
+        list->push_back(Value::record(r));
+    }
+    return testsupport::answer(false, true, Dictionary::make({{"ScanResults", Value::array(list)}}));
+}
+
+const QString kHomeBssid = "02:00:00:00:00:01";
+
+// Home (joined, through its first access point) with Cafe, Bakery and Zoo around.
+std::vector<Ap> homeScan() {
+    return {{"Home", kHomeBssid, -50},
+            {"Home", "02:00:00:00:00:02", -40},
+            {"Zoo", "02:00:00:00:00:03", -70},
+            {"Cafe", "02:00:00:00:00:04", -60},
+            {"Bakery", "02:00:00:00:00:05", -65}};
+}
+
+platform::sim::Scenario chooserScenario(std::vector<std::vector<Ap>> scans, bool joined = true) {
+    auto scenario =
+        joined ? testsupport::joinedScenario("Home", kHomeBssid) : testsupport::notJoinedScenario();
+    for (const auto& scan : scans) {
+        scenario.tests[31].push_back(scanAnswer(scan));
+    }
+    return scenario;
+}
+
+// Screen events of one kind, recorded while alive.
+class ScreenEvents {
+  public:
+    ScreenEvents() : errorsBefore_(platform::ui::programmingErrorCount()) {
+        platform::ui::setScreenEventObserver([this](const QString& kind, platform::DictionaryRef fields) {
+            events.emplace_back(kind, fields);
+        });
+    }
+    ~ScreenEvents() { platform::ui::setScreenEventObserver(nullptr); }
+    std::vector<platform::DictionaryRef> of(const QString& kind) const {
+        std::vector<platform::DictionaryRef> found;
+        for (const auto& [k, fields] : events) {
+            if (k == kind) {
+                found.push_back(fields);
+            }
+        }
+        return found;
+    }
+    int newProgrammingErrors() const { return platform::ui::programmingErrorCount() - errorsBefore_; }
+    void clear() { events.clear(); }
+    std::vector<std::pair<QString, platform::DictionaryRef>> events;
+
+  private:
+    int errorsBefore_;
+};
+
+// A list mode run shown and idle after its first load.
+struct Chooser {
+    explicit Chooser(platform::sim::Scenario scenario, std::optional<QString> networkName = std::nullopt)
+        : h(std::move(scenario), parameters(60, true, networkName)) {
+        h.controller->start();
+        loaded = h.waitUntilIdle();
+    }
+    ~Chooser() { EXPECT_EQ(events.newProgrammingErrors(), 0); }
+    platform::ui::TableView& table() const { return *h.controller->tableView; }
+    QStringList rows(long section) const {
+        QStringList texts;
+        const auto sections = table().describe()->value("sections")->toArray();
+        for (const Value& row : *(*sections)[section].toDictionary()->value("rows")->toArray()) {
+            texts << row.toDictionary()->value("text")->toString();
+        }
+        return texts;
+    }
+    platform::DictionaryRef row(long section, long row) const {
+        const auto sections = table().describe()->value("sections")->toArray();
+        return (*(*sections)[section].toDictionary()->value("rows")->toArray())[row].toDictionary();
+    }
+    bool nextEnabled() const { return h.controller->navigationItem->rightBarButtonItem()->isEnabled(); }
+    bool refresh() {
+        if (!table().pullToRefresh()) {
+            return false;
+        }
+        return h.waitUntilIdle();
+    }
+    ScreenEvents events;
+    DiagnosticHarness h;
+    bool loaded = false;
+};
+
+QString other() {
+    return localizedString("OTHER");
+}
+
+// [section, row] pairs of an event's list.
+std::vector<std::pair<long, long>> paths(const platform::DictionaryRef& event, const QString& key) {
+    std::vector<std::pair<long, long>> found;
+    for (const Value& p : *event->value(key)->toArray()) {
+        const auto pair = p.toArray();
+        found.emplace_back((*pair)[0].toInt(), (*pair)[1].toInt());
+    }
+    return found;
+}
+
+using Paths = std::vector<std::pair<long, long>>;
+
+// ---- The list screen ----
+
+TEST(NetworkListScreen, WithNothingSelectedAndAnEmptyListOnlyOtherIsShownAndOpensTheAlert) {
+    Chooser c(chooserScenario({{}}, false));
+    ASSERT_TRUE(c.loaded);
+    EXPECT_EQ(c.rows(0), QStringList());
+    EXPECT_EQ(c.rows(1), QStringList({other()}));
+    EXPECT_FALSE(c.nextEnabled());
+    ASSERT_TRUE(c.table().tapRowAtIndexPath(IndexPath::forRow(0, 1)));
+    const auto alert = c.h.controller->presentedViewController();
+    ASSERT_NE(alert, nullptr);
+    EXPECT_EQ(alert->title(), QString());
+    EXPECT_EQ(alert->message(), localizedString("OTHER_NETWORK_MESSAGE"));
+    ASSERT_EQ(alert->textFields().size(), 1u);
+    EXPECT_EQ(alert->textFields().front()->placeholder, localizedString("OTHER_NETWORK_PLACEHOLDER"));
+    ASSERT_EQ(alert->actions().size(), 2u);
+    EXPECT_EQ(alert->actions()[0]->title(), localizedString("CANCEL"));
+    EXPECT_EQ(alert->actions()[0]->style(), platform::ui::AlertAction::Style::Cancel);
+    EXPECT_EQ(alert->actions()[1]->title(), localizedString("DONE"));
+    EXPECT_EQ(alert->actions()[1]->style(), platform::ui::AlertAction::Style::Default);
+    EXPECT_FALSE(alert->actions()[1]->isEnabled());
+}
+
+TEST(NetworkListScreen, ShowsOneRowPerOtherNetworkSortedAndTheOtherRowLast) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    EXPECT_EQ(c.rows(0), QStringList({"Home"}));
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Cafe", "Zoo", other()}));
+    EXPECT_EQ(c.table().numberOfRowsInSection(1), c.h.controller->networksOffset());
+    EXPECT_TRUE(c.nextEnabled());
+    EXPECT_TRUE(c.h.controller->scanFinished);
+    EXPECT_TRUE(c.h.controller->refreshEnabled);
+    EXPECT_NE(c.table().refreshControl(), nullptr);
+}
+
+TEST(NetworkListScreen, TappingTheRowAtTheCountOpensTheAlertAndARowBelowSelectsIt) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    ASSERT_TRUE(c.table().tapRowAtIndexPath(IndexPath::forRow(3, 1)));
+    ASSERT_NE(c.h.controller->presentedViewController(), nullptr);
+    c.h.controller->presentedViewController()->tapAction(0);
+    EXPECT_EQ(c.h.inputs->selectedNetworkName(), QString("Home"));
+    ASSERT_TRUE(c.table().tapRowAtIndexPath(IndexPath::forRow(2, 1)));
+    EXPECT_EQ(c.h.inputs->selectedNetworkName(), QString("Zoo"));
+    EXPECT_FALSE(c.table().indexPathForSelectedRow().has_value());
+}
+
+TEST(NetworkListScreen, TheSelectedNetworksRowCannotBeTapped) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    EXPECT_FALSE(c.row(0, 0)->value("tappable")->toBool());
+    EXPECT_FALSE(c.table().tapRowAtIndexPath(IndexPath::forRow(0, 0)));
+    EXPECT_EQ(c.h.inputs->selectedNetworkName(), QString("Home"));
+}
+
+TEST(NetworkListScreen, RowsShowTheCheckMarkOnTheSelectedNetworkAndTheSpacerElsewhere) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    EXPECT_EQ(c.row(0, 0)->value("image")->toString(), "check");
+    EXPECT_EQ(c.row(1, 0)->value("image")->toString(), "spacer");
+    EXPECT_EQ(c.row(1, 3)->value("image")->toString(), "spacer");
+    EXPECT_TRUE(c.row(1, 3)->value("tappable")->toBool());
+    EXPECT_EQ(c.h.controller->blueCheck->size(), c.h.controller->spacer->size());
+}
+
+TEST(NetworkListScreen, HeaderHeightsFollowTheSelectionAndTheSpinner) {
+    Chooser c(chooserScenario({{}}, false));
+    ASSERT_TRUE(c.loaded);
+    auto& controller = *c.h.controller;
+    EXPECT_EQ(controller.tableViewHeightForHeaderInSection(&c.table(), 0),
+              std::numeric_limits<double>::min());
+    EXPECT_EQ(controller.tableViewHeightForHeaderInSection(&c.table(), 0), 2.2250738585072014e-308);
+    EXPECT_EQ(controller.tableViewViewForHeaderInSection(&c.table(), 0), nullptr);
+    EXPECT_EQ(controller.tableViewHeightForHeaderInSection(&c.table(), 1),
+              controller.networksGroupHeaderView->spinner->height() + 17.0);
+    EXPECT_EQ(controller.tableViewHeightForHeaderInSection(&c.table(), 2), 32.66);
+    EXPECT_EQ(controller.tableViewHeightForFooterInSection(&c.table(), 0),
+              platform::ui::kTableViewAutomaticDimension);
+    controller.updateSelectedNetworkFromOtherWithSSID("Typed");
+    EXPECT_EQ(controller.tableViewHeightForHeaderInSection(&c.table(), 0), 32.66);
+    EXPECT_EQ(controller.tableViewViewForHeaderInSection(&c.table(), 0),
+              controller.selectedNetworkHeaderView.data());
+}
+
+TEST(NetworkListScreen, TheNetworksHeaderStartsItsSpinnerOnlyWhileWiFiIsOnAndAScanRuns) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    auto& controller = *c.h.controller;
+    const auto* spinner = controller.networksGroupHeaderView->spinner;
+    EXPECT_FALSE(spinner->isAnimating());
+    controller.scanFinished = false;
+    controller.wifiPoweredOn = false;
+    controller.tableViewViewForHeaderInSection(&c.table(), 1);
+    EXPECT_FALSE(spinner->isAnimating());
+    controller.wifiPoweredOn = true;
+    EXPECT_EQ(controller.tableViewViewForHeaderInSection(&c.table(), 1),
+              controller.networksGroupHeaderView.data());
+    EXPECT_TRUE(spinner->isAnimating());
+    controller.hideSpinner();
+}
+
+TEST(NetworkListScreen, TheTableSitsUnderTheBarAndTheStatusBar) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    const double top = c.h.controller->navigationBar->height() + 20.0;
+    EXPECT_EQ(c.table().contentInset(), (platform::ui::EdgeInsets{top, 0, 0, 0}));
+    EXPECT_EQ(c.table().scrollIndicatorInsets(), (platform::ui::EdgeInsets{top, 0, 0, 0}));
+    EXPECT_EQ(c.table().style(), platform::ui::TableViewStyle::Grouped);
+    EXPECT_EQ(c.h.controller->positionForBar(c.h.controller->navigationBar),
+              wifiprofile::WiFiProfileViewController::BarPosition::TopAttached);
+}
+
+// ---- The first load ----
+
+TEST(FirstLoad, InsertsEveryListedRowInOneBatchAfterShowingOnlyTheOtherRow) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    const auto reloads = c.events.of("tableReload");
+    ASSERT_FALSE(reloads.empty());
+    const auto updates = c.events.of("tableUpdate");
+    ASSERT_EQ(updates.size(), 1u);
+    EXPECT_EQ(paths(updates[0], "inserted"), (Paths{{1, 0}, {1, 1}, {1, 2}}));
+    EXPECT_TRUE(paths(updates[0], "deleted").empty());
+}
+
+TEST(FirstLoad, OnlyTheAssociatedAccessPointOfTheJoinedNetworkIsKeptAndNotListed) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    ASSERT_NE(c.h.controller->currentNetwork, nullptr);
+    EXPECT_EQ(c.h.controller->currentNetwork->bssid, kHomeBssid);
+    EXPECT_EQ(c.h.controller->lists.distinctNetworks.value("Home")->bssid, kHomeBssid);
+    EXPECT_FALSE(c.h.controller->lists.filteredNetworks.contains("Home"));
+}
+
+TEST(FirstLoad, AnotherSelectedNetworkInRangeLeavesTheListAndTheJoinedOneJoinsIt) {
+    Chooser c(chooserScenario({homeScan()}), QStringLiteral("Cafe"));
+    ASSERT_TRUE(c.loaded);
+    EXPECT_EQ(c.rows(0), QStringList({"Cafe"}));
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Home", "Zoo", other()}));
+    EXPECT_EQ(c.h.controller->lists.filteredNetworks.value("Home")->bssid, kHomeBssid);
+}
+
+TEST(FirstLoad, ASelectedNetworkOutOfRangeLeavesTheJoinedNetworkListedNowhere) {
+    Chooser c(chooserScenario({homeScan()}), QStringLiteral("Faraway"));
+    ASSERT_TRUE(c.loaded);
+    EXPECT_EQ(c.rows(0), QStringList({"Faraway"}));
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Cafe", "Zoo", other()}));
+}
+
+TEST(FirstLoad, NotJoinedLeavesNothingSelectedAndNextDisabled) {
+    Chooser c(chooserScenario({homeScan()}, false));
+    ASSERT_TRUE(c.loaded);
+    EXPECT_FALSE(c.h.inputs->selectedNetworkName().has_value());
+    EXPECT_EQ(c.rows(0), QStringList());
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Cafe", "Home", "Zoo", other()}));
+    EXPECT_FALSE(c.nextEnabled());
+}
+
+TEST(FirstLoad, AFailedScanShowsAnEmptyListWithTheOtherRow) {
+    auto scenario = chooserScenario({});
+    scenario.tests[31] = {testsupport::errorAnswer(5)};
+    Chooser c(scenario);
+    ASSERT_TRUE(c.loaded);
+    EXPECT_EQ(c.rows(0), QStringList({"Home"}));
+    EXPECT_EQ(c.rows(1), QStringList({other()}));
+}
+
+// ---- The refresh ----
+
+TEST(Refresh, AVanishedAndANewNetworkAreDeletedAndInsertedInOneBatch) {
+    auto next = homeScan();
+    next.erase(next.begin() + 3);                              // Cafe vanished
+    next.push_back({"Apple Tree", "02:00:00:00:00:09", -58});  // a new name
+    next[2].rssi = -20;                                        // Zoo persists with another level
+    Chooser c(chooserScenario({homeScan(), next}));
+    ASSERT_TRUE(c.loaded);
+    c.events.clear();
+    ASSERT_TRUE(c.refresh());
+    const auto updates = c.events.of("tableUpdate");
+    ASSERT_EQ(updates.size(), 1u);
+    EXPECT_EQ(paths(updates[0], "deleted"), (Paths{{0, 0}, {1, 1}}));
+    EXPECT_EQ(paths(updates[0], "inserted"), (Paths{{0, 0}, {1, 0}}));
+    EXPECT_EQ(c.rows(1), QStringList({"Apple Tree", "Bakery", "Zoo", other()}));
+    EXPECT_FALSE(c.h.controller->refreshControl->isRefreshing());
+    EXPECT_TRUE(c.table().allowsSelection());
+    EXPECT_TRUE(c.h.controller->scanFinished);
+}
+
+TEST(Refresh, SelectionIsOffAndTheSpinnerRunsUntilTheRefreshEnds) {
+    Chooser c(chooserScenario({homeScan(), homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    ASSERT_TRUE(c.table().pullToRefresh());
+    EXPECT_FALSE(c.table().allowsSelection());
+    EXPECT_FALSE(c.h.controller->scanFinished);
+    EXPECT_TRUE(c.h.controller->networksGroupHeaderView->spinner->isAnimating());
+    EXPECT_FALSE(c.table().tapRowAtIndexPath(IndexPath::forRow(0, 1)));
+    EXPECT_FALSE(c.table().pullToRefresh());
+    ASSERT_TRUE(c.h.waitUntilIdle());
+    EXPECT_TRUE(c.table().allowsSelection());
+    EXPECT_FALSE(c.h.controller->networksGroupHeaderView->spinner->isAnimating());
+}
+
+TEST(Refresh, AnEmptyScanDeletesEveryRowButOther) {
+    Chooser c(chooserScenario({homeScan(), {}}));
+    ASSERT_TRUE(c.loaded);
+    ASSERT_TRUE(c.refresh());
+    EXPECT_EQ(c.rows(1), QStringList({other()}));
+    EXPECT_EQ(c.h.controller->networksOffset(), 1);
+}
+
+TEST(Refresh, NothingSelectedAndNowJoinedSelectsTheJoinedNetworkWithoutListingIt) {
+    auto scenario = chooserScenario({homeScan(), homeScan()});
+    platform::sim::StatusAnswer notJoined;
+    notJoined.kind = platform::sim::StatusAnswer::Kind::NotJoined;
+    scenario.status.insert(scenario.status.begin(), notJoined);
+    Chooser c(scenario);
+    ASSERT_TRUE(c.loaded);
+    EXPECT_FALSE(c.nextEnabled());
+    ASSERT_TRUE(c.refresh());
+    EXPECT_EQ(c.h.inputs->selectedNetworkName(), QString("Home"));
+    EXPECT_TRUE(c.nextEnabled());
+    EXPECT_EQ(c.rows(0), QStringList({"Home"}));
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Cafe", "Zoo", other()}));
+}
+
+TEST(Refresh, NothingSelectedAndNotJoinedEnablesNextWithNothingSelected) {
+    Chooser c(chooserScenario({homeScan(), homeScan()}, false));
+    ASSERT_TRUE(c.loaded);
+    ASSERT_TRUE(c.refresh());
+    EXPECT_FALSE(c.h.inputs->selectedNetworkName().has_value());
+    EXPECT_EQ(c.rows(0), QStringList());
+    EXPECT_TRUE(c.nextEnabled());
+}
+
+TEST(Refresh, AFailedScanRebuildsTheSameList) {
+    auto scenario = chooserScenario({homeScan()});
+    scenario.tests[31].push_back(testsupport::errorAnswer(5));
+    Chooser c(scenario);
+    ASSERT_TRUE(c.loaded);
+    c.events.clear();
+    ASSERT_TRUE(c.refresh());
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Cafe", "Zoo", other()}));
+    const auto updates = c.events.of("tableUpdate");
+    ASSERT_EQ(updates.size(), 1u);
+    EXPECT_EQ(paths(updates[0], "deleted"), (Paths{{0, 0}}));
+    EXPECT_EQ(paths(updates[0], "inserted"), (Paths{{0, 0}}));
+}
+
+TEST(Refresh, WithAnotherNetworkSelectedTheJoinedOneIsListedAgain) {
+    Chooser c(chooserScenario({homeScan(), homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    ASSERT_TRUE(c.table().tapRowAtIndexPath(IndexPath::forRow(1, 1)));  // Cafe
+    ASSERT_TRUE(c.h.waitUntilIdle());
+    ASSERT_TRUE(c.refresh());
+    EXPECT_EQ(c.rows(0), QStringList({"Cafe"}));
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Home", "Zoo", other()}));
+}
+
+// ---- Selection ----
+
+TEST(Selection, TappingCafeWhileHomeIsSelectedSwapsThemInTwoBatches) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    c.events.clear();
+    ASSERT_TRUE(c.table().tapRowAtIndexPath(IndexPath::forRow(1, 1)));
+    EXPECT_EQ(c.h.inputs->selectedNetworkName(), QString("Cafe"));
+    EXPECT_EQ(c.h.controller->previousSelectedNetworkName, QString("Home"));
+    EXPECT_EQ(c.rows(0), QStringList({"Cafe"}));
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Home", "Zoo", other()}));
+    const auto updates = c.events.of("tableUpdate");
+    ASSERT_EQ(updates.size(), 2u);
+    EXPECT_EQ(paths(updates[0], "deleted"), (Paths{{0, 0}, {1, 1}}));
+    EXPECT_EQ(paths(updates[0], "inserted"), (Paths{{0, 0}}));
+    EXPECT_TRUE(paths(updates[1], "deleted").empty());
+    EXPECT_EQ(paths(updates[1], "inserted"), (Paths{{1, 1}}));
+}
+
+TEST(Selection, TheFirstSelectionInsertsTheRowAndEnablesNext) {
+    Chooser c(chooserScenario({homeScan()}, false));
+    ASSERT_TRUE(c.loaded);
+    c.events.clear();
+    ASSERT_TRUE(c.table().tapRowAtIndexPath(IndexPath::forRow(0, 1)));  // Bakery
+    EXPECT_TRUE(c.nextEnabled());
+    const auto updates = c.events.of("tableUpdate");
+    ASSERT_EQ(updates.size(), 2u);
+    EXPECT_EQ(paths(updates[0], "deleted"), (Paths{{1, 0}}));
+    EXPECT_EQ(paths(updates[0], "inserted"), (Paths{{0, 0}}));
+    EXPECT_EQ(c.rows(1), QStringList({"Cafe", "Home", "Zoo", other()}));
+}
+
+TEST(Selection, TypingTheSelectedNameChangesNothing) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    c.events.clear();
+    c.h.controller->updateSelectedNetworkFromOtherWithSSID("Home");
+    EXPECT_TRUE(c.events.of("tableUpdate").empty());
+    EXPECT_FALSE(c.h.controller->previousSelectedNetworkName.has_value());
+}
+
+TEST(Selection, ATypedNameInAnotherLetterCaseDoesNotMatchTheListedRow) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    c.h.controller->updateSelectedNetworkFromOtherWithSSID("cafe");
+    EXPECT_EQ(c.rows(0), QStringList({"cafe"}));
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Cafe", "Home", "Zoo", other()}));
+}
+
+TEST(Selection, ATypedListedNameLeavesTheList) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    c.h.controller->updateSelectedNetworkFromOtherWithSSID("Zoo");
+    EXPECT_EQ(c.rows(0), QStringList({"Zoo"}));
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Cafe", "Home", other()}));
+}
+
+TEST(Selection, AnEarlierTypedNameIsNotPutIntoTheList) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    c.h.controller->updateSelectedNetworkFromOtherWithSSID("Hidden One");
+    c.h.controller->updateSelectedNetworkFromOtherWithSSID("Hidden Two");
+    EXPECT_EQ(c.rows(0), QStringList({"Hidden Two"}));
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Cafe", "Home", "Zoo", other()}));
+}
+
+TEST(Selection, DoneIsEnabledOnlyWhileTheFieldHasText) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    c.h.controller->askForSSID();
+    const auto alert = c.h.controller->presentedViewController();
+    ASSERT_NE(alert, nullptr);
+    EXPECT_FALSE(alert->actions().back()->isEnabled());
+    alert->typeText(" ");
+    EXPECT_TRUE(alert->actions().back()->isEnabled());
+    alert->typeText("");
+    EXPECT_FALSE(alert->actions().back()->isEnabled());
+    alert->typeText("  ");
+    ASSERT_TRUE(alert->tapAction(alert->actions().size() - 1));
+    EXPECT_EQ(c.h.inputs->selectedNetworkName(), QString("  "));
+}
+
+TEST(Selection, CancelChangesNothing) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    c.h.controller->askForSSID();
+    const auto alert = c.h.controller->presentedViewController();
+    ASSERT_NE(alert, nullptr);
+    alert->typeText("Zoo");
+    ASSERT_TRUE(alert->tapAction(0));
+    EXPECT_EQ(c.h.inputs->selectedNetworkName(), QString("Home"));
+    EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Cafe", "Zoo", other()}));
+}
+
+TEST(Selection, NextProfilesTheChosenNetworkAndTheProgressScreenTakesTheTableAway) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    ASSERT_TRUE(c.table().tapRowAtIndexPath(IndexPath::forRow(2, 1)));  // Zoo
+    c.h.controller->navigationItem->rightBarButtonItem()->tap();
+    EXPECT_EQ(c.h.controller->tableView->parentWidget(), nullptr);
+    ASSERT_TRUE(c.h.waitForFinishes(1));
+    EXPECT_EQ(c.h.finishes(), std::vector<std::int64_t>({0}));
+    bool askedForZoo = false;
+    for (const auto& request : c.h.testRequests()) {
+        const auto name = request.configuration ? request.configuration->value("NetworkName") : std::nullopt;
+        askedForZoo = askedForZoo || (name && name->toString() == "Zoo");
+    }
+    EXPECT_TRUE(askedForZoo);
+}
+
+// ---- The header view ----
+
+TEST(HeaderView, WithoutASpinnerItLaysOutOnlyItsCaption) {
+    auto* header = wifiprofile::WiFiHeaderView::initWithFrame(QRect(), "CAPTION", false);
+    EXPECT_EQ(header->spinner, nullptr);
+    EXPECT_EQ(header->headerText->text(), "CAPTION");
+    EXPECT_EQ(header->headerText->x(), 18);
+    EXPECT_EQ(header->headerText->y(), 10);
+    delete header;
+}
+
+TEST(HeaderView, ACaptionOf100By16AtInset18PutsTheSpinnerBesideIt) {
+    const auto frames = wifiprofile::WiFiHeaderView::framesFor(18.0, QSizeF(100.0, 16.0));
+    EXPECT_EQ(frames.caption, QRectF(18.0, 10.0, 100.0, 16.0));
+    EXPECT_EQ(frames.spinner, QRectF(128.0, 8.0, 16.0, 16.0));
+}
+
+TEST(HeaderView, InsideATableItStartsAtTheTablesBackgroundInsetPlus15) {
+    platform::ui::TableView grouped(QRect(0, 0, 320, 480), platform::ui::TableViewStyle::Grouped);
+    platform::ui::TableView plain(QRect(0, 0, 320, 480), platform::ui::TableViewStyle::Plain);
+    auto* inGrouped = wifiprofile::WiFiHeaderView::initWithFrame(QRect(), "A", true, &grouped);
+    auto* inPlain = wifiprofile::WiFiHeaderView::initWithFrame(QRect(), "A", true, &plain);
+    ASSERT_TRUE(grouped.backgroundInset().has_value());
+    EXPECT_EQ(inGrouped->leftInset(), *grouped.backgroundInset() + 15.0);
+    EXPECT_FALSE(plain.backgroundInset().has_value());
+    EXPECT_EQ(inPlain->leftInset(), 18.0);
+    EXPECT_EQ(inPlain->spinner->geometry(),
+              QRect(18 + inPlain->headerText->width() + 10, 8, inPlain->headerText->height(),
+                    inPlain->headerText->height()));
+}
+
+}  // namespace
