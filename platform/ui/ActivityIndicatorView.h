@@ -17,6 +17,7 @@ class ActivityIndicatorView : public View {
     ActivityIndicatorViewStyle indicatorStyle() const { return style_; }
     // 20 by 20 points in the small styles, 37 by 37 in the large one.
     QSize intrinsicContentSize() const;
+    QSize sizeHint() const override;
     void startAnimating();
     void stopAnimating();
     bool isAnimating() const { return animating_; }

@@ -5,8 +5,36 @@
 #include "platform/ui/NavigationBar.h"
 #include "platform/ui/ProgressView.h"
 #include "platform/ui/ViewHelpers.h"
+#include "platform/ui/table/TableView.h"
 
 namespace platform::ui {
+
+namespace {
+
+// Whether w lies inside a table under root: the table describes its own texts.
+bool insideTable(const QWidget* w, const QWidget* root) {
+    for (const QWidget* p = w->parentWidget(); p && p != root; p = p->parentWidget()) {
+        if (qobject_cast<const TableView*>(p)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The first table in root's tree (root itself included) that shows.
+TableView* visibleTable(QWidget* root) {
+    if (auto* table = qobject_cast<TableView*>(root)) {
+        return table;
+    }
+    for (TableView* table : root->findChildren<TableView*>()) {
+        if (table->isVisibleTo(root)) {
+            return table;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
 
 DictionaryRef describeScreen(QWidget* root, const AlertController* presentedAlert) {
     auto screen = Dictionary::make();
@@ -28,10 +56,11 @@ DictionaryRef describeScreen(QWidget* root, const AlertController* presentedAler
     if (presentedAlert && presentedAlert->isPresented()) {
         screen->set(QStringLiteral("alert"), Value::dictionary(presentedAlert->describe()));
     }
-    // Only the toolkit's own labels and bars count: the texts inside bars and alerts are described above.
+    // Only the toolkit's own labels and bars count: the texts inside bars, alerts and the table are
+    // described on their own.
     auto labels = makeArray();
     for (const Label* label : root->findChildren<Label*>()) {
-        if (label->isVisibleTo(root)) {
+        if (label->isVisibleTo(root) && !insideTable(label, root)) {
             labels->push_back(Value::string(label->text()));
         }
     }
@@ -43,6 +72,9 @@ DictionaryRef describeScreen(QWidget* root, const AlertController* presentedAler
         }
     }
     screen->set(QStringLiteral("progress"), Value::array(progress));
+    if (TableView* table = visibleTable(root)) {
+        screen->set(QStringLiteral("table"), Value::dictionary(table->describe()));
+    }
     return screen;
 }
 

@@ -8,7 +8,8 @@ namespace platform::ui {
 class AlertController;
 
 // The screen under root as data: navigation bar (title, right button and its state), alert,
-// labels and progress bars, in a form stable enough for automation scripts and tests.
+// labels and progress bars, and the table when one shows ("table", as TableView::describe gives
+// it), in a form stable enough for automation scripts and tests.
 DictionaryRef describeScreen(QWidget* root, const AlertController* presentedAlert);
 
 }  // namespace platform::ui

@@ -7,6 +7,7 @@
 #include "platform/foundation/Value.h"
 #include "platform/ui/View.h"
 #include "platform/ui/table/IndexPath.h"
+#include "platform/ui/table/TableLayout.h"
 #include "platform/ui/table/TableViewDataSource.h"
 
 #include <QString>
@@ -22,7 +23,6 @@ class TableViewCell;
 
 enum class TableViewStyle { Plain = 0, Grouped = 1 };
 enum class TableViewRowAnimation { Fade = 0, None = 5 };
-enum class TableViewScrollPosition { None = 0, Top = 1, Middle = 2, Bottom = 3 };
 
 struct EdgeInsets {
     double top = 0.0;
@@ -35,11 +35,25 @@ struct EdgeInsets {
 class TableView : public View {
     Q_OBJECT
   public:
+    // Every row is this tall.
+    static constexpr double kRowHeight = 44.0;
+    // What the automatic height gives: in the grouped style a footer (and a header) is a 10-point
+    // gap between the rounded section backgrounds; in the plain style headers are 22 points and
+    // footers take no room.
+    static constexpr double kGroupedAutomaticHeight = 10.0;
+    static constexpr double kPlainAutomaticHeaderHeight = 22.0;
+    // The horizontal inset of the grouped section backgrounds (and of the cells on them).
+    static constexpr double kGroupedBackgroundInset = 10.0;
+    // How far past the top a drag or the wheel must pull the content to refresh it.
+    static constexpr double kPullToRefreshDistance = 60.0;
+
     TableView(const QRect& frame, TableViewStyle style, QWidget* parent = nullptr);
     ~TableView() override;
 
     TableViewStyle style() const;
-    // Not owned; the owner clears them (or outlives the table).
+    // Not owned; the owner clears them (or outlives the table). The table asks its data source for
+    // the first time when it is shown or asked about its rows, so cells may be registered after
+    // the data source is set.
     void setDataSource(TableViewDataSource* dataSource);
     void setDelegate(TableViewDelegate* delegate);
 
@@ -88,7 +102,9 @@ class TableView : public View {
     // The horizontal inset of the grouped section backgrounds; none for a plain table.
     std::optional<double> backgroundInset() const;
 
-    // The table keeps the control at its top; a pull past the top (drag or wheel) fires it.
+    // The table keeps the control at its top; a pull past the top (drag or wheel) fires it. The
+    // control becomes the table's child and goes with it; setting another one (or nullptr) deletes
+    // the old one once control is back in the event loop.
     void setRefreshControl(RefreshControl* control);
     RefreshControl* refreshControl() const;
     // What a user's pull down past the top does: begins refreshing and sends the control's action.
@@ -102,6 +118,15 @@ class TableView : public View {
     // or null, "rows": [{"text", "image", "tappable"}]}], "selectionAllowed", "refreshing",
     // "hasRefreshControl"}.
     DictionaryRef describe();
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
 
   private:
     struct Impl;

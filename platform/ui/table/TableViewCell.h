@@ -9,6 +9,8 @@
 
 #include <QString>
 
+class QVariantAnimation;
+
 namespace platform::ui {
 
 class ImageView;
@@ -33,21 +35,33 @@ class TableViewCell : public View {
     void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
     bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
 
-    // Called before the table hands the cell out again for another row: texts and image are cleared
-    // and user interaction is on again.
+    // The selected look: a grey highlight over the row. Turning it off with animated fades the
+    // highlight out (at once off screen).
+    void setSelected(bool selected, bool animated);
+    bool isSelected() const { return selected_; }
+
+    // Called before the table hands the cell out again for another row: texts and image are cleared,
+    // the cell is not selected and user interaction is on again.
     virtual void prepareForReuse();
+
+    // Places image and labels for the current texts and size; the table calls it once the data
+    // source has filled the cell.
+    void layoutContent();
 
   protected:
     void resizeEvent(QResizeEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
   private:
-    void layoutContent();
     TableViewCellStyle style_;
     QString reuseIdentifier_;
     Label* textLabel_;
     Label* detailTextLabel_;
     ImageView* imageView_;
     bool userInteractionEnabled_ = true;
+    bool selected_ = false;
+    double highlight_ = 0.0;  // 1 while selected; falls to 0 as a deselection fades
+    QVariantAnimation* fade_ = nullptr;
 };
 
 }  // namespace platform::ui
