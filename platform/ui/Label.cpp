@@ -31,4 +31,18 @@ void Label::setSystemFontSize(double points) {
     setFont(f);
 }
 
+void Label::setTextColor(const QColor& colour) {
+    QPalette p = palette();
+    p.setColor(QPalette::WindowText, colour);
+    setPalette(p);
+}
+
+QColor Label::textColor() const {
+    return palette().color(QPalette::WindowText);
+}
+
+void Label::setBackgroundClear() {
+    setAutoFillBackground(false);
+}
+
 }  // namespace platform::ui

@@ -16,6 +16,48 @@ void View::setBackgroundWhite() {
     setPalette(whitePalette(palette()));
 }
 
+void View::setBackgroundClear() {
+    setAutoFillBackground(false);
+}
+
+void View::setAutoresizingFlexibleSize(bool width, bool height) {
+    flexibleWidth_ = width;
+    flexibleHeight_ = height;
+    watchParent();
+}
+
+void View::watchParent() {
+    if (watchedParent_ == parentWidget()) {
+        return;
+    }
+    if (watchedParent_) {
+        watchedParent_->removeEventFilter(this);
+    }
+    watchedParent_ = parentWidget();
+    if (watchedParent_ && (flexibleWidth_ || flexibleHeight_)) {
+        watchedParent_->installEventFilter(this);
+    }
+}
+
+bool View::event(QEvent* event) {
+    if (event->type() == QEvent::ParentChange) {
+        watchParent();
+    }
+    return QWidget::event(event);
+}
+
+bool View::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == watchedParent_ && event->type() == QEvent::Resize) {
+        const auto* resize = static_cast<QResizeEvent*>(event);
+        if (resize->oldSize().isValid()) {
+            const QSize change = resize->size() - resize->oldSize();
+            QWidget::resize(width() + (flexibleWidth_ ? change.width() : 0),
+                            height() + (flexibleHeight_ ? change.height() : 0));
+        }
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
 void View::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
     if (updateConstraints_) {

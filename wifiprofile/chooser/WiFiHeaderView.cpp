@@ -31,7 +31,7 @@ WiFiHeaderView* WiFiHeaderView::initWithFrame(const QRect& frame, const QString&
     auto* header = new WiFiHeaderView(parent);
     header->setGeometry(frame);
     header->setBackgroundClear();
-    header->setAutoresizingFlexibleWidth(true);
+    header->setAutoresizingFlexibleSize(true, false);
     header->headerText = new platform::ui::Label(header);
     header->headerText->setSystemFontSize(kCaptionFontSize);
     header->headerText->setTextColor(
