@@ -21,16 +21,16 @@ constexpr int kStepMilliseconds = 1000 / kSpokes;
 ActivityIndicatorView::ActivityIndicatorView(ActivityIndicatorViewStyle style, QWidget* parent)
     : View(parent), style_(style) {
     setAttribute(Qt::WA_TransparentForMouseEvents);
-    resize(intrinsicContentSize());
+    resize(intrinsicContentSize().toSize());
     hide();  // a stopped spinner is not shown
 }
 
-QSize ActivityIndicatorView::intrinsicContentSize() const {
+QSizeF ActivityIndicatorView::intrinsicContentSize() const {
     return style_ == ActivityIndicatorViewStyle::WhiteLarge ? QSize(37, 37) : QSize(20, 20);
 }
 
 QSize ActivityIndicatorView::sizeHint() const {
-    return intrinsicContentSize();
+    return intrinsicContentSize().toSize();
 }
 
 void ActivityIndicatorView::startAnimating() {

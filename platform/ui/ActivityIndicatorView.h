@@ -16,7 +16,7 @@ class ActivityIndicatorView : public View {
     explicit ActivityIndicatorView(ActivityIndicatorViewStyle style, QWidget* parent = nullptr);
     ActivityIndicatorViewStyle indicatorStyle() const { return style_; }
     // 20 by 20 points in the small styles, 37 by 37 in the large one.
-    QSize intrinsicContentSize() const;
+    QSizeF intrinsicContentSize() const override;
     QSize sizeHint() const override;
     void startAnimating();
     void stopAnimating();

@@ -1,5 +1,6 @@
 #include "platform/ui/ProgressView.h"
 
+#include <QEvent>
 #include <algorithm>
 #include <cmath>
 #include "platform/foundation/Value.h"
@@ -8,7 +9,9 @@
 
 namespace platform::ui {
 
-ProgressView::ProgressView(QWidget* parent) : QProgressBar(parent) {
+ProgressView::ProgressView(QWidget* parent) : ProgressView(ProgressViewStyle::Default, parent) {}
+
+ProgressView::ProgressView(ProgressViewStyle style, QWidget* parent) : QProgressBar(parent), style_(style) {
     setRange(0, 1000);
     setTextVisible(false);
     setValue(0);
@@ -21,8 +24,20 @@ void ProgressView::setProgress(float progress, bool /*animated*/) {
     }
     progress_ = std::clamp(progress, 0.0f, 1.0f);
     setValue(static_cast<int>(std::lround(progress_ * 1000.0f)));
-    reportScreenEvent(QStringLiteral("progress"),
-                      Dictionary::make({{QStringLiteral("progress"), Value::number(progress_)}}));
+    reportScreenEvent(
+        QStringLiteral("progress"),
+        Dictionary::make({{QStringLiteral("progress"), Value::number(shortestDouble(progress_))}}));
+}
+
+QSizeF ProgressView::intrinsicContentSize() const {
+    return QSizeF(-1.0, sizeHint().height());
+}
+
+bool ProgressView::event(QEvent* event) {
+    if (event->type() == QEvent::ParentChange) {
+        parentChanged();
+    }
+    return QProgressBar::event(event);
 }
 
 }  // namespace platform::ui

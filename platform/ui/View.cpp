@@ -1,8 +1,10 @@
 #include "platform/ui/View.h"
 
+#include <QEvent>
 #include <QPointer>
 #include <QResizeEvent>
 #include "platform/foundation/Dispatch.h"
+#include "platform/ui/LayoutSolver.h"
 #include "platform/ui/ViewHelpers.h"
 
 namespace platform::ui {
@@ -14,6 +16,27 @@ View::View(QWidget* parent) : QWidget(parent) {
 void View::setBackgroundWhite() {
     setAutoFillBackground(true);
     setPalette(whitePalette(palette()));
+}
+
+void View::addSubview(QWidget* child) {
+    if (!child || child == this) {
+        return;
+    }
+    const bool hiddenByHand = child->testAttribute(Qt::WA_WState_ExplicitShowHide) && child->isHidden();
+    child->setParent(this);
+    if (!hiddenByHand) {
+        child->show();
+    }
+    setNeedsLayout();
+}
+
+void View::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (updateConstraints_) {
+        setNeedsUpdateConstraints();
+    } else {
+        setNeedsLayout();
+    }
 }
 
 void View::setBackgroundClear() {
@@ -39,13 +62,6 @@ void View::watchParent() {
     }
 }
 
-bool View::event(QEvent* event) {
-    if (event->type() == QEvent::ParentChange) {
-        watchParent();
-    }
-    return QWidget::event(event);
-}
-
 bool View::eventFilter(QObject* watched, QEvent* event) {
     if (watched == watchedParent_ && event->type() == QEvent::Resize) {
         const auto* resize = static_cast<QResizeEvent*>(event);
@@ -58,28 +74,51 @@ bool View::eventFilter(QObject* watched, QEvent* event) {
     return QWidget::eventFilter(watched, event);
 }
 
-void View::resizeEvent(QResizeEvent* event) {
-    QWidget::resizeEvent(event);
-    if (updateConstraints_) {
-        setNeedsUpdateConstraints();
+bool View::event(QEvent* event) {
+    if (event->type() == QEvent::ParentChange) {
+        parentChanged();
+        watchParent();
     }
+    return QWidget::event(event);
 }
 
 void View::setNeedsUpdateConstraints() {
-    if (updatePending_) {
+    constraintsPending_ = true;
+    layoutPending_ = true;
+    schedulePass();
+}
+
+void View::setNeedsLayout() {
+    layoutPending_ = true;
+    schedulePass();
+}
+
+void View::schedulePass() {
+    if (passScheduled_) {
         return;  // one pass serves every request made before it runs
     }
-    updatePending_ = true;
+    passScheduled_ = true;
     QPointer<View> self(this);
     dispatch::async(dispatch::mainQueue(), [self] {
-        if (!self) {
-            return;
-        }
-        self->updatePending_ = false;
-        if (const auto handler = self->updateConstraints_) {
-            handler();
+        if (self) {
+            self->passScheduled_ = false;
+            self->layoutIfNeeded();
         }
     });
+}
+
+void View::layoutIfNeeded() {
+    QPointer<View> self(this);
+    if (constraintsPending_) {
+        constraintsPending_ = false;
+        if (const auto handler = updateConstraints_) {
+            handler();
+        }
+    }
+    if (self && layoutPending_) {
+        layoutPending_ = false;
+        solveLayout(this);
+    }
 }
 
 }  // namespace platform::ui

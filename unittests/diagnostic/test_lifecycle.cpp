@@ -289,34 +289,6 @@ TEST(End, ResultDataAlwaysHasTheThreeLiveDictionaries) {
     EXPECT_TRUE(h.controller->isFinished());
 }
 
-TEST(ProgressScreen, ALongMessageWrapsToAtMostThreeLinesAndGrowsUpwards) {
-    DiagnosticHarness h(joinedScenario());
-    h.controller->view()->resize(375, 667);
-    h.controller->displayProgressScreen();
-    auto* label = h.controller->mainLabel;
-    label->setText(QString("Profiling the Wi-Fi set-up of this device ").repeated(8));
-    h.controller->updateViewConstraints();
-    const int lines = label->height() / label->fontMetrics().lineSpacing();
-    EXPECT_EQ(lines, 3);
-    EXPECT_EQ(label->geometry().bottom() + 1, 667 / 2 + 21);
-    EXPECT_EQ(label->x(), 20);
-    EXPECT_EQ(label->width(), 375 - 40);
-    EXPECT_EQ(h.controller->progressView->y(), label->geometry().bottom() + 1 + 15);
-    EXPECT_EQ(h.controller->progressView->width(), 240);
-}
-
-TEST(ProgressScreen, LayoutFollowsANewSizeOfTheScreen) {
-    DiagnosticHarness h(joinedScenario());
-    h.controller->view()->resize(375, 667);
-    h.controller->view()->show();  // as the host shows it, in a window or off screen
-    h.controller->displayProgressScreen();
-    ASSERT_TRUE(h.waitUntilIdle());
-    h.controller->view()->resize(320, 480);
-    ASSERT_TRUE(h.waitUntilIdle());
-    EXPECT_EQ(h.controller->mainLabel->geometry().bottom() + 1, 480 / 2 + 21);
-    EXPECT_EQ(h.controller->progressView->x(), (320 - 240) / 2);
-}
-
 TEST(Presentation, PortraitOnlyWithStatusBar) {
     DiagnosticHarness h(joinedScenario());
     EXPECT_FALSE(h.controller->prefersStatusBarHidden());

@@ -347,7 +347,8 @@ TEST_F(ToolkitTest, LabelLinesAndFont) {
     label.setNumberOfLines(0);
     EXPECT_TRUE(label.wordWrap());
     label.setSystemFontSize(17);
-    EXPECT_DOUBLE_EQ(label.font().pointSizeF(), 17.0);
+    EXPECT_DOUBLE_EQ(label.systemFontSize(), 17.0);
+    EXPECT_EQ(label.font().pixelSize(), 17);  // a point is a device-independent pixel
 }
 
 }  // namespace

@@ -109,10 +109,10 @@ class SpinnerTest : public ::testing::Test {
 };
 
 TEST_F(SpinnerTest, SmallStylesAreTwentyPointsAndTheLargeOneThirtySeven) {
-    EXPECT_EQ(ActivityIndicatorView(ActivityIndicatorViewStyle::Gray).intrinsicContentSize(), QSize(20, 20));
-    EXPECT_EQ(ActivityIndicatorView(ActivityIndicatorViewStyle::White).intrinsicContentSize(), QSize(20, 20));
+    EXPECT_EQ(ActivityIndicatorView(ActivityIndicatorViewStyle::Gray).intrinsicContentSize(), QSizeF(20, 20));
+    EXPECT_EQ(ActivityIndicatorView(ActivityIndicatorViewStyle::White).intrinsicContentSize(), QSizeF(20, 20));
     EXPECT_EQ(ActivityIndicatorView(ActivityIndicatorViewStyle::WhiteLarge).intrinsicContentSize(),
-              QSize(37, 37));
+              QSizeF(37, 37));
     // Before any layout the frame already has the intrinsic size.
     ActivityIndicatorView spinner(ActivityIndicatorViewStyle::Gray, root.get());
     EXPECT_EQ(spinner.size(), QSize(20, 20));
