@@ -5,6 +5,8 @@
 #include "platform/ui/Toolkit.h"
 #include "wifiprofile/controller/WiFiProfileViewController.h"
 
+#include <future>
+
 namespace wifiprofile {
 
 namespace dispatch = platform::dispatch;
@@ -22,6 +24,15 @@ std::vector<platform::ui::IndexPath> rowsOfNetworksSection(const std::vector<lon
     }
     return paths;
 }
+
+// Fulfils its promise when the last job holding it has run or been dropped.
+struct DoneWhenReleased {
+    std::promise<void> done;
+    DoneWhenReleased() = default;
+    DoneWhenReleased(const DoneWhenReleased&) = delete;
+    DoneWhenReleased& operator=(const DoneWhenReleased&) = delete;
+    ~DoneWhenReleased() { done.set_value(); }
+};
 
 }  // namespace
 
@@ -77,7 +88,12 @@ void WiFiProfileViewController::displayNetworkList() {
             const platform::WiFiStatusRef status = self->wifiStatus.get();
             self->inputs->setSelectedNetworkName(status ? status->ssidString : std::nullopt);
         }
-        dispatch::async(dispatch::mainQueue(), [self] {
+        // The reload shows the lists as they stand before this scan; they are rewritten only once it
+        // has run (or was dropped at shutdown), so that the rows inserted at the end of the load are
+        // exactly those the table has not shown yet, however fast the scan answers.
+        auto reloaded = std::make_shared<DoneWhenReleased>();
+        std::shared_future<void> reloadedDone = reloaded->done.get_future().share();
+        dispatch::async(dispatch::mainQueue(), [self, reloaded] {
             if (self->tableView) {
                 self->tableView->reloadData();
             }
@@ -85,8 +101,10 @@ void WiFiProfileViewController::displayNetworkList() {
                 self->enableRightBarButtonItem(true);
             }
         });
+        reloaded.reset();
         self->runCurrentNetworkNoScanResultsWithConfiguration(self->freshScanConfiguration,
                                                               self->currentNetworkData);
+        reloadedDone.wait();
         self->dedupScanResultsToHighestRSSI();
         self->updateFilteredNetworkListIfNeeded();
         self->sortWiFiScanResults();
