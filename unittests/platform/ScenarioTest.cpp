@@ -29,13 +29,14 @@ Scenario parse(const char* json) {
 }
 
 // The single result of a one-answer test ID.
-DiagnosticsTestResultRef onlyResult(const Scenario& s, std::int64_t id) {
+// The single result of the test's answer at index (its first by default), or nullptr.
+DiagnosticsTestResultRef resultOf(const Scenario& s, std::int64_t id, std::size_t index = 0) {
     const auto it = s.tests.find(id);
-    if (it == s.tests.end() || it->second.size() != 1 || !it->second[0].results ||
-        it->second[0].results->size() != 1) {
+    if (it == s.tests.end() || it->second.size() <= index || !it->second[index].results ||
+        it->second[index].results->size() != 1) {
         return nullptr;
     }
-    return it->second[0].results->front();
+    return it->second[index].results->front();
 }
 
 // The single result of a one-answer test ID in the answers of one network.
@@ -154,10 +155,10 @@ TEST(Scenario, InfoNullOrMissingMeansNoInfo) {
     const Scenario s = parse(R"({"tests": {"1": {"result": true, "didPass": true, "info": null},
                                            "2": {"result": true, "didPass": true},
                                            "3": {"result": true, "didPass": true, "info": {}}}})");
-    EXPECT_EQ(onlyResult(s, 1)->info, nullptr);
-    EXPECT_EQ(onlyResult(s, 2)->info, nullptr);
-    ASSERT_NE(onlyResult(s, 3)->info, nullptr);
-    EXPECT_TRUE(onlyResult(s, 3)->info->empty());
+    EXPECT_EQ(resultOf(s, 1)->info, nullptr);
+    EXPECT_EQ(resultOf(s, 2)->info, nullptr);
+    ASSERT_NE(resultOf(s, 3)->info, nullptr);
+    EXPECT_TRUE(resultOf(s, 3)->info->empty());
 }
 
 TEST(Scenario, ExplicitResultsArrays) {
@@ -223,7 +224,7 @@ TEST(Scenario, PlainInfoValuesKeepTheirKinds) {
     const Scenario s = parse(R"({"tests": {"1": {"result": true, "didPass": true, "info": {
         "b": true, "i": -54, "d": 5.0, "s": "US", "n": null, "a": [1, "x", [2.5]], "o": {"k": {"z": false}},
         "nan": NaN, "big": 18446744073709551615}}}})");
-    const DictionaryRef info = onlyResult(s, 1)->info;
+    const DictionaryRef info = resultOf(s, 1)->info;
     EXPECT_EQ(info->value("b"), Value::boolean(true));
     EXPECT_EQ(info->value("i"), Value::integer(-54));
     EXPECT_EQ(info->value("d"), Value::number(5.0));
@@ -244,7 +245,7 @@ TEST(Scenario, TaggedInfoValues) {
         "five": {"$double": 5}, "u": {"$unsigned": 3}, "ubig": {"$unsigned": 18446744073709551615},
         "when": {"$date": "2026-11-20T10:00:00Z"}, "offset": {"$date": "2026-11-20T12:00:00.500+02:00"},
         "list": [{"$unsigned": 0}]}}}})");
-    const DictionaryRef info = onlyResult(s, 1)->info;
+    const DictionaryRef info = resultOf(s, 1)->info;
     EXPECT_EQ(info->value("nan")->kind(), Value::Kind::Double);
     EXPECT_TRUE(std::isnan(info->value("nan")->toDouble()));
     EXPECT_EQ(info->value("inf"), Value::number(std::numeric_limits<double>::infinity()));
@@ -265,7 +266,7 @@ TEST(Scenario, ScanAndChannelRecords) {
             {"$record": "WiFiScanResult", "ssidString": null, "bssid": "cc", "rssi": -70, "channel": null}],
         "CurrentChannel": {"$record": "WiFiChannel", "channel": 44, "band": 5, "width": 80},
         "Bare": {"$record": "WiFiChannel", "channel": 1}}}}})");
-    const DictionaryRef info = onlyResult(s, 1)->info;
+    const DictionaryRef info = resultOf(s, 1)->info;
     const ArrayRef scans = info->value("ScanResults")->toArray();
     ASSERT_EQ(scans->size(), 3u);
     const auto first = (*scans)[0].recordAs<WiFiScanResult>();
@@ -298,7 +299,7 @@ TEST(Scenario, PingRecords) {
                        "timestamp": 816861492.0},
         "Dated": {"$record": "WiFiPingResult", "count": 0, "packetLoss": 1.0, "min": 0, "max": 0, "avg": 0,
                   "stddev": 0, "timestamp": {"$date": "2026-11-20T09:58:12Z"}}}}}})");
-    const DictionaryRef info = onlyResult(s, 3)->info;
+    const DictionaryRef info = resultOf(s, 3)->info;
     const auto ping = info->value("PingResult")->recordAs<WiFiPingResult>();
     ASSERT_NE(ping, nullptr);
     EXPECT_EQ(ping->interfaceName, QStringLiteral("wlan0"));
@@ -324,7 +325,7 @@ TEST(Scenario, NetworkProfileRecords) {
               "lastJoinedTimestamp": {"$date": "2026-11-20T07:42:13Z"}},
         "C": {"$record": "NetworkProfile", "security": 0, "isPasspoint": false, "isEnabled": false,
               "isCaptive": false, "isHidden": false, "isMultiAP": false}}}}})");
-    const DictionaryRef info = onlyResult(s, 46)->info;
+    const DictionaryRef info = resultOf(s, 46)->info;
     const auto a = info->value("A")->recordAs<NetworkProfile>();
     ASSERT_NE(a, nullptr);
     EXPECT_EQ(a->ssidString, QStringLiteral("Home"));
@@ -557,7 +558,7 @@ TEST(ScenarioFiles, AutomationFiles) {
     EXPECT_EQ(errorOfFile(write("e.json", R"([{"tap": "YES"}, {"tapp": "NO"}])")),
               "FILE: [1].tapp: unknown action \"tapp\" (actions: tap, wifiPower, waitMs, snapshot, "
               "tapNetwork, type, "
-              "pullToRefresh, screenshot)");
+              "pullToRefresh, screenshot, tapRow)");
     EXPECT_EQ(errorOfFile(write("f.json", "[{\"tap\": \"YES\"},\n {\"tap\": \"NO\"")),
               "FILE: line 2, column 14: expected ',' or '}', found the end of the text");
     EXPECT_EQ(errorOfFile(dir.filePath("none.json")), "FILE: cannot be read: No such file or directory");
@@ -599,7 +600,7 @@ TEST(BuiltInScenario, IsTheShippedDefaultFile) {
     EXPECT_FALSE(builtIn.description.isEmpty());
     ASSERT_EQ(builtIn.tests.size(), shipped.tests.size());
     for (const auto& [id, answers] : shipped.tests) {
-        const DiagnosticsTestResultRef a = onlyResult(builtIn, id), b = onlyResult(shipped, id);
+        const DiagnosticsTestResultRef a = resultOf(builtIn, id), b = resultOf(shipped, id);
         ASSERT_NE(a, nullptr) << id;
         ASSERT_NE(b, nullptr) << id;
         EXPECT_EQ(a->result, b->result) << id;
@@ -645,7 +646,7 @@ TEST(BuiltInScenario, AnswersEveryTestOfTheDiagnosticWithoutError) {
     for (const std::int64_t id : used) {
         ASSERT_EQ(s.tests.count(id), 1u) << "test " << id << " is not answered";
         EXPECT_EQ(s.tests.at(id)[0].error, nullptr) << id;
-        EXPECT_NE(onlyResult(s, id), nullptr) << id;
+        EXPECT_NE(resultOf(s, id), nullptr) << id;
     }
     std::set<std::int64_t> named;
     for (const auto& entry : s.tests) {
@@ -657,30 +658,30 @@ TEST(BuiltInScenario, AnswersEveryTestOfTheDiagnosticWithoutError) {
 TEST(BuiltInScenario, DetailsPassTheirGates) {
     const Scenario s = builtInScenario();
     // Device: the IPv4 method shows only when the test does not pass.
-    EXPECT_FALSE(onlyResult(s, 14)->didPass);
-    EXPECT_TRUE(infoValue(onlyResult(s, 14), "IPv4ConfigMethod").isString());
-    EXPECT_EQ(infoValue(onlyResult(s, 19), "BTConnectedCount").kind(), Value::Kind::Int);
-    EXPECT_EQ(infoValue(onlyResult(s, 18), "BTPairedCount").kind(), Value::Kind::Int);
-    EXPECT_EQ(infoValue(onlyResult(s, 47), "PNLCount").kind(), Value::Kind::Int);
+    EXPECT_FALSE(resultOf(s, 14)->didPass);
+    EXPECT_TRUE(infoValue(resultOf(s, 14), "IPv4ConfigMethod").isString());
+    EXPECT_EQ(infoValue(resultOf(s, 19), "BTConnectedCount").kind(), Value::Kind::Int);
+    EXPECT_EQ(infoValue(resultOf(s, 18), "BTPairedCount").kind(), Value::Kind::Int);
+    EXPECT_EQ(infoValue(resultOf(s, 47), "PNLCount").kind(), Value::Kind::Int);
     // Current network configuration.
-    EXPECT_TRUE(infoValue(onlyResult(s, 34), "BeaconInterval").isNumber());
-    EXPECT_TRUE(infoValue(onlyResult(s, 35), "DTIMInterval").isNumber());
+    EXPECT_TRUE(infoValue(resultOf(s, 34), "BeaconInterval").isNumber());
+    EXPECT_TRUE(infoValue(resultOf(s, 35), "DTIMInterval").isNumber());
     for (const int id : {38, 39, 40}) {
-        EXPECT_EQ(infoValue(onlyResult(s, id), "Security"), Value::string("WPA2 Personal")) << id;
+        EXPECT_EQ(infoValue(resultOf(s, id), "Security"), Value::string("WPA2 Personal")) << id;
     }
-    EXPECT_EQ(infoValue(onlyResult(s, 42), "NetworkName"), Value::string(s.status[0].ssid));
-    const auto profile = infoValue(onlyResult(s, 46), "PreferredNetwork").recordAs<NetworkProfile>();
+    EXPECT_EQ(infoValue(resultOf(s, 42), "NetworkName"), Value::string(s.status[0].ssid));
+    const auto profile = infoValue(resultOf(s, 46), "PreferredNetwork").recordAs<NetworkProfile>();
     ASSERT_NE(profile, nullptr);
     EXPECT_EQ(profile->ssidString, s.status[0].ssid);
     EXPECT_TRUE(profile->lastJoinedTimestamp.has_value());
-    EXPECT_EQ(infoValue(onlyResult(s, 36), "SupportedPHYModes").kind(), Value::Kind::Array);
-    EXPECT_EQ(infoValue(onlyResult(s, 37), "SupportedPHYModes").kind(), Value::Kind::Array);
-    EXPECT_TRUE(onlyResult(s, 33)->didPass);  // the model name shows only when the test passes
-    EXPECT_TRUE(infoValue(onlyResult(s, 33), "HarbexModelName").isString());
+    EXPECT_EQ(infoValue(resultOf(s, 36), "SupportedPHYModes").kind(), Value::Kind::Array);
+    EXPECT_EQ(infoValue(resultOf(s, 37), "SupportedPHYModes").kind(), Value::Kind::Array);
+    EXPECT_TRUE(resultOf(s, 33)->didPass);  // the model name shows only when the test passes
+    EXPECT_TRUE(infoValue(resultOf(s, 33), "HarbexModelName").isString());
     // Connectivity: both pings pass and carry statistics from the Wi-Fi interface.
     for (const int id : {3, 6}) {
-        EXPECT_TRUE(onlyResult(s, id)->didPass) << id;
-        const auto ping = infoValue(onlyResult(s, id), "PingResult").recordAs<WiFiPingResult>();
+        EXPECT_TRUE(resultOf(s, id)->didPass) << id;
+        const auto ping = infoValue(resultOf(s, id), "PingResult").recordAs<WiFiPingResult>();
         ASSERT_NE(ping, nullptr) << id;
         EXPECT_EQ(ping->interfaceName, QStringLiteral("wlan0"));
         EXPECT_GT(ping->count, 0);
@@ -692,23 +693,68 @@ TEST(BuiltInScenario, DetailsPassTheirGates) {
     const char* channels[] = {"CurrentChannel", "2GHzChannel", "5GHzChannel", "5GHz40MHzChannel",
                               "5GHzNonDFSChannel"};
     for (const char* key : channels) {
-        EXPECT_NE(infoValue(onlyResult(s, 24), key).recordAs<WiFiChannel>(), nullptr) << key;
+        EXPECT_NE(infoValue(resultOf(s, 24), key).recordAs<WiFiChannel>(), nullptr) << key;
     }
     for (const int id : {25, 26}) {
         for (const char* key : {"2GHzChannel", "5GHzChannel", "5GHz40MHzChannel", "5GHzNonDFSChannel"}) {
-            EXPECT_NE(infoValue(onlyResult(s, id), key).recordAs<WiFiChannel>(), nullptr) << id << key;
+            EXPECT_NE(infoValue(resultOf(s, id), key).recordAs<WiFiChannel>(), nullptr) << id << key;
         }
     }
-    EXPECT_EQ(infoValue(onlyResult(s, 28), "AdoptedCountryCode"), Value::string("US"));
-    const std::int64_t rssi = infoValue(onlyResult(s, 32), "RSSI").toInt();
-    const std::int64_t noise = infoValue(onlyResult(s, 32), "Noise").toInt();
-    EXPECT_EQ(infoValue(onlyResult(s, 32), "RSSI").kind(), Value::Kind::Int);
+    EXPECT_EQ(infoValue(resultOf(s, 28), "AdoptedCountryCode"), Value::string("US"));
+    const std::int64_t rssi = infoValue(resultOf(s, 32), "RSSI").toInt();
+    const std::int64_t noise = infoValue(resultOf(s, 32), "Noise").toInt();
+    EXPECT_EQ(infoValue(resultOf(s, 32), "RSSI").kind(), Value::Kind::Int);
     EXPECT_TRUE(rssi < -30 && rssi > -90 && noise < rssi);
+}
+
+// The strongest record of each named network in a scan answer.
+std::map<QString, std::shared_ptr<const WiFiScanResult>> strongestByName(
+    const DiagnosticsTestResultRef& scan) {
+    std::map<QString, std::shared_ptr<const WiFiScanResult>> strongest;
+    for (const Value& v : *infoValue(scan, "ScanResults").toArray()) {
+        const auto r = v.recordAs<WiFiScanResult>();
+        if (r && r->ssidString &&
+            (!strongest.count(*r->ssidString) || strongest[*r->ssidString]->rssi < r->rssi)) {
+            strongest[*r->ssidString] = r;
+        }
+    }
+    return strongest;
+}
+
+TEST(BuiltInScenario, ASecondScanChangesTheNeighbourhoodForAPullToRefresh) {
+    const Scenario s = builtInScenario();
+    ASSERT_EQ(s.tests.at(31).size(), 2u);
+    const auto before = strongestByName(resultOf(s, 31, 0));
+    const auto after = strongestByName(resultOf(s, 31, 1));
+    int vanished = 0, appeared = 0, strongestChanged = 0;
+    for (const auto& [name, record] : before) {
+        if (!after.count(name)) {
+            ++vanished;
+        } else if (after.at(name)->bssid != record->bssid) {
+            ++strongestChanged;
+        }
+    }
+    for (const auto& [name, record] : after) {
+        appeared += before.count(name) ? 0 : 1;
+    }
+    EXPECT_GE(vanished, 1);
+    EXPECT_GE(appeared, 1);
+    EXPECT_GE(strongestChanged, 1);
+    // Both scans keep several access points of the joined network and of a neighbour's.
+    for (std::size_t index : {0u, 1u}) {
+        std::map<QString, int> accessPoints;
+        for (const Value& v : *infoValue(resultOf(s, 31, index), "ScanResults").toArray()) {
+            const auto r = v.recordAs<WiFiScanResult>();
+            accessPoints[r->ssidString.value_or(QString())] += r->ssidString ? 1 : 0;
+        }
+        EXPECT_GE(accessPoints[s.status[0].ssid], 2) << index;
+        EXPECT_GE(accessPoints["Pemberton Family"], 2) << index;
+    }
 }
 
 TEST(BuiltInScenario, ScanResultsLookLikeARealNeighbourhood) {
     const Scenario s = builtInScenario();
-    const DiagnosticsTestResultRef scan = onlyResult(s, 31);
+    const DiagnosticsTestResultRef scan = resultOf(s, 31);
     EXPECT_FALSE(scan->result);  // the scan did find networks
     EXPECT_TRUE(scan->didPass);  // so the list is read
     const ArrayRef list = infoValue(scan, "ScanResults").toArray();
@@ -732,7 +778,7 @@ TEST(BuiltInScenario, ScanResultsLookLikeARealNeighbourhood) {
     EXPECT_GE(band5, 4);
     EXPECT_TRUE(joinedFound) << "the joined access point is not among the scan results";
 
-    const DiagnosticsTestResultRef hiddenScan = onlyResult(s, 30);
+    const DiagnosticsTestResultRef hiddenScan = resultOf(s, 30);
     EXPECT_FALSE(hiddenScan->didPass);  // so the hidden networks are counted
     const ArrayRef hiddenList = infoValue(hiddenScan, "ScanResults").toArray();
     ASSERT_NE(hiddenList, nullptr);
@@ -750,13 +796,13 @@ TEST(BuiltInScenario, NearbyNetworksAgreeWithTheScan) {
                                                 46, 45, 36, 37, 33, 24, 28, 32};
     const Scenario s = builtInScenario();
     EXPECT_GE(s.networkTests.size(), 2u);
-    const ArrayRef scan = infoValue(onlyResult(s, 31), "ScanResults").toArray();
+    const ArrayRef scan = infoValue(resultOf(s, 31), "ScanResults").toArray();
     ASSERT_NE(scan, nullptr);
     // Whether a channel is congested does not depend on which of its networks is asked.
     std::map<std::int64_t, bool> congested;
-    const auto joinedChannel = infoValue(onlyResult(s, 24), "CurrentChannel").recordAs<WiFiChannel>();
+    const auto joinedChannel = infoValue(resultOf(s, 24), "CurrentChannel").recordAs<WiFiChannel>();
     ASSERT_NE(joinedChannel, nullptr);
-    congested[joinedChannel->channel] = onlyResult(s, 24)->result;
+    congested[joinedChannel->channel] = resultOf(s, 24)->result;
     for (const auto& [network, tests] : s.networkTests) {
         const std::string name = network.toStdString();
         EXPECT_NE(network, s.status[0].ssid) << "the joined network answers from the scenario's tests";
