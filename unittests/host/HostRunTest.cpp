@@ -166,19 +166,6 @@ TEST_F(HostRunTest, AutomationFileErrorNamesFileAndPlace) {
         << str(r.err);
 }
 
-TEST_F(HostRunTest, ActionsOfKindsNotPlayedYetAreRefusedBeforeTheRun) {
-    const QString path = write(QStringLiteral("later.json"),
-                               R"({"automation": [{"snapshot": true}, {"tapNetwork": "Cafe"}]})");
-    const HostRun r = run({QStringLiteral("--scenario"), path});
-    EXPECT_EQ(r.exitCode, 3);
-    EXPECT_TRUE(r.err.contains(
-        QStringLiteral(
-            "wifi-profile: automation %1, at automation[1]: action \"tapNetwork\" is not supported yet")
-            .arg(path)))
-        << str(r.err);
-    EXPECT_TRUE(r.eventsOf(QStringLiteral("snapshot")).empty());  // nothing was played
-}
-
 TEST_F(HostRunTest, TapOnAButtonThatIsNotShownStopsTheRun) {
     // Wi-Fi is on, so the list shows without an alert, and nothing on it is named "Yes".
     const QString path =

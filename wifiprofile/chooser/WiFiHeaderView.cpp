@@ -62,6 +62,9 @@ WiFiHeaderView::Frames WiFiHeaderView::framesFor(double inset, QSizeF captionSiz
 }
 
 void WiFiHeaderView::layoutSubviews() {
+    if (!headerText) {
+        return;  // still being made: the frame is set before the caption exists
+    }
     headerText->adjustSize();
     const Frames frames = framesFor(leftInset(), QSizeF(headerText->size()));
     if (spinner) {
