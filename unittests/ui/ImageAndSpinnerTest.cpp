@@ -110,7 +110,8 @@ class SpinnerTest : public ::testing::Test {
 
 TEST_F(SpinnerTest, SmallStylesAreTwentyPointsAndTheLargeOneThirtySeven) {
     EXPECT_EQ(ActivityIndicatorView(ActivityIndicatorViewStyle::Gray).intrinsicContentSize(), QSizeF(20, 20));
-    EXPECT_EQ(ActivityIndicatorView(ActivityIndicatorViewStyle::White).intrinsicContentSize(), QSizeF(20, 20));
+    EXPECT_EQ(ActivityIndicatorView(ActivityIndicatorViewStyle::White).intrinsicContentSize(),
+              QSizeF(20, 20));
     EXPECT_EQ(ActivityIndicatorView(ActivityIndicatorViewStyle::WhiteLarge).intrinsicContentSize(),
               QSizeF(37, 37));
     // Before any layout the frame already has the intrinsic size.
