@@ -100,6 +100,10 @@ bool AutomationPlayer::perform(const AutomationAction& action, bool idle) {
     if (action.type) {
         return type(action, idle);
     }
+    // The progress screen lasts as long as the tests run, so it is pictured as soon as it shows.
+    if (action.screenshot && !idle && showsProgress()) {
+        return screenshot(action);
+    }
     if (!idle) {
         return false;
     }
@@ -187,6 +191,12 @@ bool AutomationPlayer::tap(const AutomationAction& action, bool idle) {
     }
     fail(action, QStringLiteral("no %1 on the screen: %2").arg(what, screenText()));
     return false;
+}
+
+bool AutomationPlayer::showsProgress() const {
+    const auto bars =
+        platform::ui::describeScreen(controller_->view(), nullptr)->value(QStringLiteral("progress"));
+    return bars && bars->toArray() && !bars->toArray()->empty();
 }
 
 QString AutomationPlayer::screenText() const {

@@ -55,6 +55,8 @@ class AutomationPlayer : public QObject {
     bool type(const platform::sim::AutomationAction& action, bool idle);
     bool pullToRefresh(const platform::sim::AutomationAction& action);
     bool screenshot(const platform::sim::AutomationAction& action);
+    // Whether a progress bar is on the screen (the tests are running).
+    bool showsProgress() const;
     // The screen as data, for messages.
     QString screenText() const;
     platform::ui::TableView* visibleTable() const;
