@@ -307,7 +307,7 @@ TEST(FirstLoad, AFailedScanShowsAnEmptyListWithTheOtherRow) {
 TEST(Refresh, AVanishedAndANewNetworkAreDeletedAndInsertedInOneBatch) {
     auto next = homeScan();
     next.erase(next.begin() + 3);                              // Cafe vanished
-    next.push_back({"Apple Tree", "02:00:00:00:00:09", -58});  // a new name
+    next.push_back({"Acorn Tree", "02:00:00:00:00:09", -58});  // a new name
     next[2].rssi = -20;                                        // Zoo persists with another level
     Chooser c(chooserScenario({homeScan(), next}));
     ASSERT_TRUE(c.loaded);
@@ -317,7 +317,7 @@ TEST(Refresh, AVanishedAndANewNetworkAreDeletedAndInsertedInOneBatch) {
     ASSERT_EQ(updates.size(), 1u);
     EXPECT_EQ(paths(updates[0], "deleted"), (Paths{{0, 0}, {1, 1}}));
     EXPECT_EQ(paths(updates[0], "inserted"), (Paths{{0, 0}, {1, 0}}));
-    EXPECT_EQ(c.rows(1), QStringList({"Apple Tree", "Bakery", "Zoo", other()}));
+    EXPECT_EQ(c.rows(1), QStringList({"Acorn Tree", "Bakery", "Zoo", other()}));
     EXPECT_FALSE(c.h.controller->refreshControl->isRefreshing());
     EXPECT_TRUE(c.table().allowsSelection());
     EXPECT_TRUE(c.h.controller->scanFinished);

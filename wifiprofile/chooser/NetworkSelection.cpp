@@ -81,14 +81,30 @@ void WiFiProfileViewController::removeFromListAndDeleteRow(const chooser::ScanRe
     }
 }
 
-void WiFiProfileViewController::putPreviousSelectedNetworkBack() {
-    if (!previousSelectedNetworkName) {
-        return;
+void WiFiProfileViewController::selectName(const std::optional<QString>& name) {
+    const bool hadSelection = inputs->selectedNetworkName().has_value();
+    previousSelectedNetworkName = inputs->selectedNetworkName();
+    inputs->setSelectedNetworkName(name);
+    reloadSelectedNetwork(hadSelection);
+    if (!hadSelection) {
+        enableRightBarButtonItem(true);
     }
-    if (const auto previous = recordNamed(listsMutex, lists.distinctNetworks, *previousSelectedNetworkName)) {
-        addNetworkToFilteredNetworkList(previous);
-        sortWiFiScanResults();
-        insertPreviousSelectedNetwork(previous);
+}
+
+void WiFiProfileViewController::putPreviousSelectedNetworkBack() {
+    if (tableView) {
+        tableView->beginUpdates();
+    }
+    if (previousSelectedNetworkName) {
+        if (const auto previous =
+                recordNamed(listsMutex, lists.distinctNetworks, *previousSelectedNetworkName)) {
+            addNetworkToFilteredNetworkList(previous);
+            sortWiFiScanResults();
+            insertPreviousSelectedNetwork(previous);
+        }
+    }
+    if (tableView) {
+        tableView->endUpdates();
     }
 }
 
@@ -96,22 +112,12 @@ void WiFiProfileViewController::updateSelectedNetwork(const chooser::ScanResultR
     if (tableView) {
         tableView->beginUpdates();
     }
-    const bool hadSelection = inputs->selectedNetworkName().has_value();
-    previousSelectedNetworkName = inputs->selectedNetworkName();
-    inputs->setSelectedNetworkName(network ? network->ssidString : std::nullopt);
-    reloadSelectedNetwork(hadSelection);
-    if (!hadSelection) {
-        enableRightBarButtonItem(true);
-    }
+    selectName(network ? network->ssidString : std::nullopt);
     removeFromListAndDeleteRow(network);
     if (tableView) {
         tableView->endUpdates();
-        tableView->beginUpdates();
     }
     putPreviousSelectedNetworkBack();
-    if (tableView) {
-        tableView->endUpdates();
-    }
 }
 
 void WiFiProfileViewController::askForSSID() {
@@ -165,24 +171,14 @@ void WiFiProfileViewController::updateSelectedNetworkFromOtherWithSSID(const QSt
     if (tableView) {
         tableView->beginUpdates();
     }
-    const bool hadSelection = inputs->selectedNetworkName().has_value();
-    previousSelectedNetworkName = inputs->selectedNetworkName();
-    inputs->setSelectedNetworkName(ssid);
-    reloadSelectedNetwork(hadSelection);
-    if (!hadSelection) {
-        enableRightBarButtonItem(true);
-    }
+    selectName(ssid);
     if (const auto listed = recordNamed(listsMutex, lists.filteredNetworks, ssid)) {
         removeFromListAndDeleteRow(listed);
     }
     if (tableView) {
         tableView->endUpdates();
-        tableView->beginUpdates();
     }
     putPreviousSelectedNetworkBack();
-    if (tableView) {
-        tableView->endUpdates();
-    }
 }
 
 }  // namespace wifiprofile

@@ -281,9 +281,11 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
     std::shared_ptr<WiFiProfileViewController> self();
     // The index path that a job on the default-priority global queue makes while the caller waits.
     std::vector<IndexPath> indexPathsOnGlobalQueue(const std::function<std::vector<IndexPath>()>& make);
-    // The steps a tap and a typed name share: the chosen network leaves the list (its row deleted,
-    // numbered as the list stood before), and the network selected before goes back in when the
-    // last scan saw it (its row inserted at its sorted place).
+    // The steps a tap and a typed name share: the name becomes the selected one (its row replaced
+    // or added, "NEXT" enabled by the first choice); the chosen network leaves the list (its row
+    // deleted, numbered as the list stood before); and, in a second batch, the network selected
+    // before goes back in when the last scan saw it (its row inserted at its sorted place).
+    void selectName(const std::optional<QString>& name);
     void removeFromListAndDeleteRow(const chooser::ScanResultRef& network);
     void putPreviousSelectedNetworkBack();
 };
