@@ -18,11 +18,6 @@ namespace {
 
 constexpr int kPollIntervalMs = 5;
 
-bool isSupported(const AutomationAction& a) {
-    return a.tap || a.wifiPower || a.waitMs || a.snapshot || a.tapNetwork || a.tapRow || a.type ||
-           a.pullToRefresh || a.screenshot;
-}
-
 // The action's kind as written, for messages about actions this player does not know.
 QString writtenKind(const AutomationAction& a) {
     if (!a.kind.isEmpty()) {
@@ -45,15 +40,6 @@ AutomationPlayer::AutomationPlayer(std::vector<AutomationAction> actions, QStrin
       events_(events) {
     poll_.setInterval(kPollIntervalMs);
     connect(&poll_, &QTimer::timeout, this, &AutomationPlayer::step);
-}
-
-std::optional<QString> AutomationPlayer::unsupportedAction(const std::vector<AutomationAction>& actions) {
-    for (const auto& a : actions) {
-        if (!isSupported(a)) {
-            return QStringLiteral("at %1: action \"%2\" is not supported yet").arg(a.place, writtenKind(a));
-        }
-    }
-    return std::nullopt;
 }
 
 void AutomationPlayer::start() {

@@ -29,10 +29,6 @@ class AutomationPlayer : public QObject {
                      std::shared_ptr<platform::HostDiagnosticViewController> controller,
                      std::shared_ptr<platform::sim::SimBackend> backend, EventStream* events);
 
-    // The first action this player cannot play, as "at PLACE: why", or absent when it can play all.
-    static std::optional<QString> unsupportedAction(
-        const std::vector<platform::sim::AutomationAction>& actions);
-
     // Called once when an action cannot be performed; the player has stopped by then.
     void setFailureHandler(std::function<void(const QString& place, const QString& why)> handler) {
         failed_ = std::move(handler);

@@ -126,12 +126,6 @@ int HostRun::prepare(HostObservers& observers) {
             return kExitScenarioUnusable;
         }
     }
-    if (automation) {
-        if (const auto problem = AutomationPlayer::unsupportedAction(*automation)) {
-            error(QStringLiteral("automation %1, %2").arg(automationFile, *problem));
-            return kExitScenarioUnusable;
-        }
-    }
     events_.write(QStringLiteral("host"),
                   Dictionary::make({
                       {QStringLiteral("parameters"), Value::dictionary(options_.parameters)},
