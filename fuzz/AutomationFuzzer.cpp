@@ -46,6 +46,10 @@ void checkAction(const AutomationAction& action, std::size_t index, bool listAtT
         require(value == Value::boolean(true), "a pull to refresh takes true", action.place);
     } else if (action.kind == QLatin1String("type")) {
         require(value.isString(), "a typing action holds a string", action.place);
+    } else if (action.kind == QLatin1String("tapRow")) {
+        require(action.tapRow && value.kind() == Value::Kind::Dictionary && action.tapRow->section >= 0 &&
+                    action.tapRow->row >= 0,
+                "a row tap holds a section and a row, neither negative", action.place);
     } else {
         require(action.kind == QLatin1String("tapNetwork") || action.kind == QLatin1String("screenshot"),
                 "an action is of a known kind", action.kind);
