@@ -12,6 +12,7 @@
 #include "platform/foundation/Json.h"
 #include "platform/foundation/JsonReader.h"
 #include "platform/foundation/Log.h"
+#include "platform/wifi/RecordingBackend.h"
 #include "platform/wifi/WiFiBackend.h"
 #include "platform/wifi/WiFiRecords.h"
 #include "platform/wifi/sim/Scenario.h"
@@ -380,7 +381,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool picked = picksResult(answer);
 
     gMessages.clear();
-    auto backend = std::make_shared<platform::sim::SimBackend>(scenarioAnswering(op.testID, answer));
+    auto backend = std::make_shared<platform::RecordingBackend>(
+        std::make_shared<platform::sim::SimBackend>(scenarioAnswering(op.testID, answer)));
     platform::installWiFiBackend(backend);
     auto inputs = std::make_shared<wifiprofile::WiFiProfileInputs>();
     inputs->validateAndInitializeParameters(Dictionary::make(

@@ -31,7 +31,7 @@ QString writtenKind(const AutomationAction& a) {
 AutomationPlayer::AutomationPlayer(std::vector<AutomationAction> actions, QString file,
                                    platform::DiagnosticExtension* extension,
                                    std::shared_ptr<platform::HostDiagnosticViewController> controller,
-                                   std::shared_ptr<platform::sim::SimBackend> backend, EventStream* events)
+                                   std::shared_ptr<platform::WiFiBackend> backend, EventStream* events)
     : actions_(std::move(actions)),
       file_(std::move(file)),
       extension_(extension),

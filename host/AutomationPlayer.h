@@ -27,7 +27,7 @@ class AutomationPlayer : public QObject {
     AutomationPlayer(std::vector<platform::sim::AutomationAction> actions, QString file,
                      platform::DiagnosticExtension* extension,
                      std::shared_ptr<platform::HostDiagnosticViewController> controller,
-                     std::shared_ptr<platform::sim::SimBackend> backend, EventStream* events);
+                     std::shared_ptr<platform::WiFiBackend> backend, EventStream* events);
 
     // Called once when an action cannot be performed; the player has stopped by then.
     void setFailureHandler(std::function<void(const QString& place, const QString& why)> handler) {
@@ -67,7 +67,7 @@ class AutomationPlayer : public QObject {
     QString file_;
     platform::DiagnosticExtension* extension_;
     std::shared_ptr<platform::HostDiagnosticViewController> controller_;
-    std::shared_ptr<platform::sim::SimBackend> backend_;
+    std::shared_ptr<platform::WiFiBackend> backend_;
     EventStream* events_;
     std::function<void(const QString&, const QString&)> failed_;
     QTimer poll_;

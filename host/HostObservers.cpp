@@ -46,14 +46,14 @@ HostObservers::~HostObservers() {
     platform::setLogSink(nullptr);
 }
 
-void HostObservers::observeRequests(std::shared_ptr<platform::sim::SimBackend> backend) {
+void HostObservers::observeRequests(std::shared_ptr<platform::RecordingBackend> backend) {
     if (backend_) {
         backend_->setRequestObserver(nullptr);
     }
     backend_ = std::move(backend);
-    backend_->setRequestObserver([this](const platform::sim::RecordedRequest& request) {
+    backend_->setRequestObserver([this](const platform::RecordedRequest& request) {
         auto fields = Dictionary::make();
-        if (request.kind == platform::sim::RecordedRequest::Kind::Status) {
+        if (request.kind == platform::RecordedRequest::Kind::Status) {
             fields->set(QStringLiteral("kind"), Value::string(QStringLiteral("status")));
         } else {
             fields->set(QStringLiteral("kind"), Value::string(QStringLiteral("test")));

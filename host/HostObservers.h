@@ -6,7 +6,7 @@
 
 #include "host/EventStream.h"
 
-#include "platform/wifi/sim/SimBackend.h"
+#include "platform/wifi/RecordingBackend.h"
 
 #include <memory>
 
@@ -21,11 +21,11 @@ class HostObservers {
     HostObservers& operator=(const HostObservers&) = delete;
 
     // Reports backend's requests as well, until this object goes.
-    void observeRequests(std::shared_ptr<platform::sim::SimBackend> backend);
+    void observeRequests(std::shared_ptr<platform::RecordingBackend> backend);
 
   private:
     EventStream& events_;
-    std::shared_ptr<platform::sim::SimBackend> backend_;
+    std::shared_ptr<platform::RecordingBackend> backend_;
 };
 
 }  // namespace host

@@ -134,7 +134,8 @@ int HostRun::prepare(HostObservers& observers) {
                   }));
 
     // The device first: the diagnostic finds its platform in place when it loads.
-    backend_ = std::make_shared<platform::sim::SimBackend>(std::move(scenario));
+    sim_ = std::make_shared<platform::sim::SimBackend>(std::move(scenario));
+    backend_ = std::make_shared<platform::RecordingBackend>(sim_);
     observers.observeRequests(backend_);
     platform::installWiFiBackend(backend_);
 
@@ -181,7 +182,7 @@ int HostRun::prepare(HostObservers& observers) {
 
 void HostRun::startDiagnostic() {
     controller_->start();
-    backend_->startEvents();
+    sim_->startEvents();
     if (player_) {
         player_->start();
     }
@@ -248,7 +249,7 @@ void HostRun::conclude() {
                                             {QStringLiteral("remaining"), Value::integer(left)}}));
         }
     }
-    backend_->stopEvents();  // the device's timed events belong to the run that has ended
+    sim_->stopEvents();  // the device's timed events belong to the run that has ended
     controller_->teardown();
     QCoreApplication::quit();
 }

@@ -10,6 +10,7 @@
 #include "host/Watchdog.h"
 
 #include "platform/host/Extension.h"
+#include "platform/wifi/RecordingBackend.h"
 #include "platform/wifi/sim/SimBackend.h"
 
 #include <atomic>
@@ -64,7 +65,8 @@ class HostRun {
     HostOptions options_;
     EventStream events_;
     ResultPrinter printer_{events_};
-    std::shared_ptr<platform::sim::SimBackend> backend_;
+    std::shared_ptr<platform::sim::SimBackend> sim_;       // the simulated device, when it is the backend
+    std::shared_ptr<platform::RecordingBackend> backend_;  // what the diagnostic talks to
     platform::DiagnosticExtension* extension_ = nullptr;
     std::shared_ptr<platform::HostDiagnosticInputs> inputs_;
     std::shared_ptr<platform::HostDiagnosticViewController> controller_;

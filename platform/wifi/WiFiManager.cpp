@@ -192,6 +192,10 @@ void setClientType(WiFiManagerRef manager, int type) {
 }
 
 WiFiDeviceArrayRef copyDevices(WiFiManagerRef manager) {
+    // The backend is asked before the handle lock is taken: a real system's answer may take a
+    // while, and no handle operation should wait for it.
+    const auto backend = installedWiFiBackend();
+    const int count = backend ? std::max(0, backend->deviceCount()) : 0;
     auto& registry = HandleRegistry::instance();
     std::lock_guard lock(registry.mutex);
     if (!HandleRegistry::isLive(manager)) {
@@ -199,8 +203,6 @@ WiFiDeviceArrayRef copyDevices(WiFiManagerRef manager) {
     }
     if (!manager->devicesMade) {
         manager->devicesMade = true;
-        const auto backend = installedWiFiBackend();
-        const int count = backend ? std::max(0, backend->deviceCount()) : 0;
         for (int i = 0; i < count; ++i) {
             WiFiDevice* device = registry.make<WiFiDevice>();
             device->manager = manager;

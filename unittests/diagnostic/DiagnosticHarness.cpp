@@ -68,7 +68,8 @@ platform::DictionaryRef parameters(std::int64_t maxScanCacheAge, bool reprofileW
 }
 
 DiagnosticHarness::DiagnosticHarness(Scenario scenario, platform::DictionaryRef params) {
-    backend = std::make_shared<platform::sim::SimBackend>(std::move(scenario));
+    sim = std::make_shared<platform::sim::SimBackend>(std::move(scenario));
+    backend = std::make_shared<platform::RecordingBackend>(sim);
     platform::installWiFiBackend(backend);
     platform::setLogSink([this](int category, platform::LogLevel level, const QString& message) {
         std::lock_guard lock(mutex_);
@@ -112,10 +113,10 @@ bool DiagnosticHarness::waitUntilIdle(std::chrono::milliseconds timeout) {
     return runMainLoopUntilIdle(timeout);
 }
 
-std::vector<platform::sim::RecordedRequest> DiagnosticHarness::testRequests() const {
-    std::vector<platform::sim::RecordedRequest> out;
+std::vector<platform::RecordedRequest> DiagnosticHarness::testRequests() const {
+    std::vector<platform::RecordedRequest> out;
     for (const auto& request : backend->requests()) {
-        if (request.kind == platform::sim::RecordedRequest::Kind::Test) {
+        if (request.kind == platform::RecordedRequest::Kind::Test) {
             out.push_back(request);
         }
     }

@@ -4,6 +4,7 @@
 
 #include "platform/foundation/Log.h"
 #include "platform/foundation/Value.h"
+#include "platform/wifi/RecordingBackend.h"
 #include "platform/wifi/sim/Scenario.h"
 #include "platform/wifi/sim/SimBackend.h"
 #include "wifiprofile/controller/WiFiProfileInputs.h"
@@ -60,7 +61,8 @@ class DiagnosticHarness {
 
     std::shared_ptr<wifiprofile::WiFiProfileViewController> controller;
     std::shared_ptr<wifiprofile::WiFiProfileInputs> inputs;
-    std::shared_ptr<platform::sim::SimBackend> backend;
+    std::shared_ptr<platform::sim::SimBackend> sim;
+    std::shared_ptr<platform::RecordingBackend> backend;  // records the requests on their way to sim
     bool parametersValid = false;
 
     // Calls start() and runs the main loop until the diagnostic reports finished (or timeout).
@@ -72,7 +74,7 @@ class DiagnosticHarness {
     bool waitUntilIdle(std::chrono::milliseconds timeout = std::chrono::milliseconds(10000));
 
     // The test requests the service received (status queries left out), in order.
-    std::vector<platform::sim::RecordedRequest> testRequests() const;
+    std::vector<platform::RecordedRequest> testRequests() const;
 
     std::vector<LogLine> logs() const;
     // The messages logged at error level on the given category, in order.

@@ -2,6 +2,7 @@
 // power changes delivered to the Wi-Fi manager's callbacks, handle accounting.
 #include "platform/foundation/DeviceCapability.h"
 #include "platform/foundation/Dispatch.h"
+#include "platform/wifi/RecordingBackend.h"
 #include "platform/wifi/RunLoop.h"
 #include "platform/wifi/WiFiBackend.h"
 #include "platform/wifi/WiFiManager.h"
@@ -57,9 +58,11 @@ std::chrono::milliseconds elapsedSince(typename Clock::time_point start) {
 
 class SimBackendTest : public ::testing::Test {
   protected:
+    // Installs the simulated device behind a recorder, as the host does.
     std::shared_ptr<SimBackend> install(const char* json) {
         backend_ = std::make_shared<SimBackend>(parse(json));
-        installWiFiBackend(backend_);
+        recorder_ = std::make_shared<RecordingBackend>(backend_);
+        installWiFiBackend(recorder_);
         return backend_;
     }
     void TearDown() override {
@@ -69,8 +72,10 @@ class SimBackendTest : public ::testing::Test {
             backend_->cancelAllRequests();
         }
         backend_.reset();
+        recorder_.reset();
     }
     std::shared_ptr<SimBackend> backend_;
+    std::shared_ptr<RecordingBackend> recorder_;
 };
 
 }  // namespace
@@ -220,7 +225,7 @@ TEST_F(SimBackendTest, OnlyTheFirstRequestChoosesTheAnswerButAllAreRecorded) {
     EXPECT_EQ(error, nullptr);
     ASSERT_TRUE(results.has_value());
     EXPECT_TRUE(results->front()->result);
-    EXPECT_EQ(sim->requestedTestIDs(), (std::vector<std::int64_t>{16, 17}));
+    EXPECT_EQ(recorder_->requestedTestIDs(), (std::vector<std::int64_t>{16, 17}));
     // The second request did not use up an answer of its ID.
     const Outcome later = runTest(17);
     EXPECT_EQ(later.error->code, 3);
@@ -305,7 +310,7 @@ TEST_F(SimBackendTest, ScenarioLatencyDelaysTheAnswer) {
 TEST_F(SimBackendTest, CancelEndsARequestInProgressAtOnce) {
     auto sim = install(R"({"latencyMs": 10000, "tests": {"16": {"result": true, "didPass": true}}})");
     std::promise<void> arrived;
-    sim->setRequestObserver([&](const RecordedRequest&) { arrived.set_value(); });
+    recorder_->setRequestObserver([&](const RecordedRequest&) { arrived.set_value(); });
     const auto start = std::chrono::steady_clock::now();
     auto running = std::async(std::launch::async, [] { return runTest(16); });
     arrived.get_future().wait();
@@ -324,7 +329,7 @@ TEST_F(SimBackendTest, CancelEndsARequestInProgressAtOnce) {
 TEST_F(SimBackendTest, CancelEndsEveryWaitingRequestAndStatusQuery) {
     auto sim = install(R"({"latencyMs": 10000})");
     std::atomic<int> arrivals{0};
-    sim->setRequestObserver([&](const RecordedRequest&) { ++arrivals; });
+    recorder_->setRequestObserver([&](const RecordedRequest&) { ++arrivals; });
     const auto start = std::chrono::steady_clock::now();
     std::vector<std::future<Outcome>> tests;
     for (int i = 0; i < 3; ++i) {
@@ -364,7 +369,7 @@ TEST_F(SimBackendTest, ACancelDoesNotReachLaterRequests) {
 TEST_F(SimBackendTest, RecordsEveryRequestWithACopyOfItsConfiguration) {
     auto sim = install("{}");
     std::vector<RecordedRequest> observed;
-    sim->setRequestObserver([&](const RecordedRequest& r) { observed.push_back(r); });
+    recorder_->setRequestObserver([&](const RecordedRequest& r) { observed.push_back(r); });
     auto configuration = Dictionary::make({{"MaxScanCacheAge", Value::integer(30)}});
     ErrorRef error;
     WiFiDiagnosticsClient::sharedClient()->runDiagnosticsTests({request(14, configuration)}, nullptr, nullptr,
@@ -373,7 +378,7 @@ TEST_F(SimBackendTest, RecordsEveryRequestWithACopyOfItsConfiguration) {
     runTest(31);
     configuration->set("NetworkName", Value::string("changed later"));
 
-    const std::vector<RecordedRequest> recorded = sim->requests();
+    const std::vector<RecordedRequest> recorded = recorder_->requests();
     ASSERT_EQ(recorded.size(), 3u);
     EXPECT_EQ(recorded[0].kind, RecordedRequest::Kind::Test);
     EXPECT_EQ(recorded[0].testID, 14);
@@ -382,7 +387,7 @@ TEST_F(SimBackendTest, RecordsEveryRequestWithACopyOfItsConfiguration) {
     EXPECT_EQ(recorded[1].kind, RecordedRequest::Kind::Status);
     EXPECT_EQ(recorded[2].testID, 31);
     EXPECT_EQ(recorded[2].configuration, nullptr);
-    EXPECT_EQ(sim->requestedTestIDs(), (std::vector<std::int64_t>{14, 31}));
+    EXPECT_EQ(recorder_->requestedTestIDs(), (std::vector<std::int64_t>{14, 31}));
     ASSERT_EQ(observed.size(), 3u);
     EXPECT_EQ(observed[1].kind, RecordedRequest::Kind::Status);
     EXPECT_EQ(observed[2].testID, 31);
@@ -392,7 +397,7 @@ TEST_F(SimBackendTest, ConcurrentCallersAndCancelsStayConsistent) {
     auto sim = install(R"({"latencyMs": 2, "tests": {"1": [{"result": true, "didPass": true},
                                                             {"result": false, "didPass": true}]}})");
     std::atomic<int> observed{0};
-    sim->setRequestObserver([&](const RecordedRequest&) { ++observed; });
+    recorder_->setRequestObserver([&](const RecordedRequest&) { ++observed; });
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([] {
@@ -413,9 +418,9 @@ TEST_F(SimBackendTest, ConcurrentCallersAndCancelsStayConsistent) {
     for (auto& t : threads) {
         t.join();
     }
-    EXPECT_EQ(sim->requests().size(), 200u);
+    EXPECT_EQ(recorder_->requests().size(), 200u);
     EXPECT_EQ(observed.load(), 200);
-    EXPECT_EQ(sim->requestedTestIDs().size(), 100u);
+    EXPECT_EQ(recorder_->requestedTestIDs().size(), 100u);
 }
 
 // ----- the device: radio, manager, capabilities --------------------------------------------------

@@ -19,14 +19,12 @@ struct EventRun {
 struct SimBackend::State {
     std::mutex mutex;
     std::condition_variable cancelled;
-    std::uint64_t cancelGeneration = 0;  // bumped by every cancelAllRequests, so also their count
+    std::uint64_t cancelGeneration = 0;  // bumped by every cancelAllRequests
     std::uint64_t eventsEpoch = 0;       // bumped by stopEvents and startEvents
     bool power = true;
     std::size_t statusCalls = 0;
     std::map<std::int64_t, std::size_t> testCalls;
     std::map<std::pair<QString, std::int64_t>, std::size_t> networkTestCalls;
-    std::vector<RecordedRequest> requests;
-    std::function<void(const RecordedRequest&)> observer;
 
     // Waits for latency unless a cancel after generation comes first; answers whether it was
     // cancelled. Called with lock held on mutex.
@@ -63,10 +61,6 @@ namespace {
 template <class T>
 const T& successive(const std::vector<T>& answers, std::size_t calls) {
     return answers[std::min(calls, answers.size() - 1)];
-}
-
-DictionaryRef copyOf(const DictionaryRef& d) {
-    return d ? std::make_shared<Dictionary>(*d) : nullptr;
 }
 
 }  // namespace
@@ -113,14 +107,7 @@ TestAnswer SimBackend::nextAnswer(std::int64_t id, const std::optional<QString>&
 
 DiagnosticsTestResults SimBackend::runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
                                                        ErrorRef* error) {
-    std::vector<RecordedRequest> arrived;
-    for (const DiagnosticsTestRequest& test : tests) {
-        arrived.push_back(
-            RecordedRequest{RecordedRequest::Kind::Test, test.testID, copyOf(test.configuration)});
-    }
     std::unique_lock lock(state_->mutex);
-    state_->requests.insert(state_->requests.end(), arrived.begin(), arrived.end());
-    const auto observer = state_->observer;
     if (tests.empty()) {
         lock.unlock();
         if (error) {
@@ -132,13 +119,6 @@ DiagnosticsTestResults SimBackend::runDiagnosticsTests(const std::vector<Diagnos
     const std::int64_t id = tests.front().testID;
     const TestAnswer answer = nextAnswer(id, networkNameOf(tests.front()));
     const std::uint64_t generation = state_->cancelGeneration;
-    if (observer) {
-        lock.unlock();
-        for (const RecordedRequest& request : arrived) {
-            observer(request);
-        }
-        lock.lock();
-    }
     const bool wasCancelled =
         state_->waitLatency(lock, answer.latency.value_or(scenario_.defaultLatency), generation);
     lock.unlock();
@@ -155,19 +135,11 @@ DiagnosticsTestResults SimBackend::runDiagnosticsTests(const std::vector<Diagnos
 }
 
 StatusSnapshotRef SimBackend::queryStatus(ErrorRef* error) {
-    const RecordedRequest request{RecordedRequest::Kind::Status, 0, nullptr};
     std::unique_lock lock(state_->mutex);
-    state_->requests.push_back(request);
-    const auto observer = state_->observer;
     const StatusAnswer answer =
         scenario_.status.empty() ? StatusAnswer{} : successive(scenario_.status, state_->statusCalls);
     ++state_->statusCalls;
     const std::uint64_t generation = state_->cancelGeneration;
-    if (observer) {
-        lock.unlock();
-        observer(request);
-        lock.lock();
-    }
     const bool wasCancelled =
         state_->waitLatency(lock, answer.latency.value_or(scenario_.defaultLatency), generation);
     lock.unlock();
@@ -197,11 +169,6 @@ StatusSnapshotRef SimBackend::queryStatus(ErrorRef* error) {
             return nullptr;
     }
     return snapshot;
-}
-
-std::size_t SimBackend::cancelCount() const {
-    std::lock_guard lock(state_->mutex);
-    return static_cast<std::size_t>(state_->cancelGeneration);
 }
 
 void SimBackend::cancelAllRequests() {
@@ -242,27 +209,6 @@ void SimBackend::setPower(bool on) {
 bool SimBackend::capability(const QString& key) {
     const auto it = scenario_.device.capabilities.find(key);
     return it != scenario_.device.capabilities.end() && it->second;
-}
-
-std::vector<RecordedRequest> SimBackend::requests() const {
-    std::lock_guard lock(state_->mutex);
-    return state_->requests;
-}
-
-std::vector<std::int64_t> SimBackend::requestedTestIDs() const {
-    std::lock_guard lock(state_->mutex);
-    std::vector<std::int64_t> ids;
-    for (const RecordedRequest& r : state_->requests) {
-        if (r.kind == RecordedRequest::Kind::Test) {
-            ids.push_back(r.testID);
-        }
-    }
-    return ids;
-}
-
-void SimBackend::setRequestObserver(std::function<void(const RecordedRequest&)> observer) {
-    std::lock_guard lock(state_->mutex);
-    state_->observer = std::move(observer);
 }
 
 void SimBackend::startEvents() {

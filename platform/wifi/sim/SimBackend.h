@@ -1,23 +1,14 @@
 #pragma once
 // The simulated Wi-Fi device: answers the diagnostics service and the Wi-Fi manager from a
-// scenario, sleeping each answer's latency (a cancel ends the wait at once with an error), records
-// every request, and raises the scenario's timed power events.
+// scenario, sleeping each answer's latency (a cancel ends the wait at once with an error), and
+// raises the scenario's timed power events. Requests are recorded by a RecordingBackend around it.
 
 #include "platform/wifi/WiFiBackend.h"
 #include "platform/wifi/sim/Scenario.h"
 
-#include <functional>
 #include <memory>
 
 namespace platform::sim {
-
-// One request the simulated service received.
-struct RecordedRequest {
-    enum class Kind { Test, Status };
-    Kind kind = Kind::Test;
-    std::int64_t testID = 0;      // Test only
-    DictionaryRef configuration;  // Test only
-};
 
 class SimBackend final : public WiFiBackend {
   public:
@@ -38,14 +29,6 @@ class SimBackend final : public WiFiBackend {
     bool capability(const QString& key) override;
 
     const Scenario& scenario() const { return scenario_; }
-    std::vector<RecordedRequest> requests() const;
-    // How many times cancelAllRequests was called.
-    std::size_t cancelCount() const;
-    // The test IDs requested so far, in order.
-    std::vector<std::int64_t> requestedTestIDs() const;
-    // Called (on the requesting thread) for every request as it arrives.
-    void setRequestObserver(std::function<void(const RecordedRequest&)> observer);
-
     // Schedules the scenario's timed events from now on (on the global queue's timer). Events
     // apply in the order of their times (the order written for equal times), whatever order the
     // pool's workers run them in.
