@@ -247,15 +247,19 @@ void notifyWiFiPowerChanged() {
         for (WiFiDeviceRef device : manager->devices) {
             for (const auto& registration : device->registrations) {
                 manager->runLoop->perform([device, registration] {
-                    // A device released before the notification is delivered hears nothing. The
-                    // lock stays held during the callback, so no release on another thread can
-                    // slip in between the check and the callback (the lock is recursive, so the
-                    // callback may release handles itself).
-                    auto& r = HandleRegistry::instance();
-                    std::lock_guard deliveryLock(r.mutex);
-                    if (HandleRegistry::isLive(device)) {
-                        registration.callback(device, registration.context);
+                    // A device released before the notification is delivered hears nothing. One
+                    // that is still live is held by a reference of the delivery's own while the
+                    // callback runs, so a release on another thread cannot free it in between;
+                    // the handle lock is not held during the callback, which may ask the backend.
+                    {
+                        std::lock_guard deliveryLock(HandleRegistry::instance().mutex);
+                        if (!HandleRegistry::isLive(device)) {
+                            return;
+                        }
+                        retainHandle(device);
                     }
+                    registration.callback(device, registration.context);
+                    releaseHandle(device);
                 });
             }
         }
