@@ -22,7 +22,9 @@ bool inPrefix(std::uint32_t address, std::uint32_t network, int prefixLength) {
 }  // namespace
 
 std::optional<QHostAddress> parseIpAddress(const QString& text, QString* problem) {
-    static const QRegularExpression kDottedQuad(QStringLiteral("^[0-9]{1,3}(?:\\.[0-9]{1,3}){3}$"));
+    // Decimal parts without leading zeros, which some parsers read as octal.
+    static const QRegularExpression kDottedQuad(
+        QStringLiteral("^(?:0|[1-9][0-9]{0,2})(?:\\.(?:0|[1-9][0-9]{0,2})){3}$"));
     QHostAddress address;
     const bool looksIPv4 = !text.contains(QLatin1Char(':'));
     if ((looksIPv4 && !kDottedQuad.match(text).hasMatch()) || !address.setAddress(text)) {

@@ -10,9 +10,10 @@
 
 namespace platform::linuxwifi {
 
-// An IP address from its text: dotted IPv4 ("192.168.1.1", exactly four decimal parts) or IPv6
-// ("2001:db8::1"). Absent, with the reason in *problem when given, for any other text; short
-// IPv4 forms such as "10.1" are refused rather than guessed.
+// An IP address from its text: dotted IPv4 ("192.168.1.1", exactly four decimal parts 0 to 255
+// without leading zeros) or IPv6 ("2001:db8::1"). Absent, with the reason in *problem when given,
+// for any other text; short forms such as "10.1" and parts such as "010" (octal to some parsers)
+// are refused rather than guessed.
 std::optional<QHostAddress> parseIpAddress(const QString& text, QString* problem = nullptr);
 
 // The address is IPv4 and private: 10.0.0.0/8, 172.16.0.0/12, 192.168.0.0/16 (RFC 1918) or the

@@ -127,5 +127,10 @@ TEST(GlobalIPv6, AnyOfTheDeviceAddresses) {
 TEST(ParseIpAddress, BothFamilies) {
     EXPECT_EQ(parseIpAddress(QStringLiteral("192.0.2.1")), QHostAddress(QStringLiteral("192.0.2.1")));
     EXPECT_EQ(parseIpAddress(QStringLiteral("2001:db8::1")), QHostAddress(QStringLiteral("2001:db8::1")));
+    EXPECT_EQ(parseIpAddress(QStringLiteral("0.0.0.0")), QHostAddress(QStringLiteral("0.0.0.0")));
     EXPECT_EQ(parseIpAddress(QStringLiteral("1.2.3")), std::nullopt);
+    EXPECT_EQ(parseIpAddress(QStringLiteral("010.0.0.1")), std::nullopt);
+    EXPECT_EQ(parseIpAddress(QStringLiteral("10.0.0.01")), std::nullopt);
+    EXPECT_EQ(parseIpAddress(QStringLiteral("1.2.3.4.5")), std::nullopt);
+    EXPECT_EQ(parseIpAddress(QStringLiteral("fe80::1%wlan0")), QHostAddress(QStringLiteral("fe80::1%wlan0")));
 }
