@@ -1,0 +1,34 @@
+#pragma once
+// The second router on the path to a target, found with an echo request that may cross only two
+// routers (TTL 2): the router that drops it answers "time exceeded". With the gateway, it tells a
+// network behind two address-translating routers ("double NAT").
+
+#include "platform/wifi/linux/CancelToken.h"
+
+#include <QHostAddress>
+
+#include <chrono>
+#include <optional>
+
+namespace platform::linuxwifi {
+
+struct SecondHopAnswer {
+    // The router that said the request's time was exceeded; none when no router did in time.
+    std::optional<QHostAddress> router;
+    // The target itself answered: it is at most two hops away, so no router stands second on the way.
+    bool targetAnswered = false;
+};
+
+// Sends up to three echo requests with TTL 2 to target (an IPv4 address) within timeout, and answers
+// the first router that reports one of them expired. Needs ICMP datagram sockets: error 13 names
+// the setting when the kernel refuses them; a cancel ends it at once with error 125.
+ProbeOutcome<SecondHopAnswer> findSecondHop(const QHostAddress& target, std::chrono::milliseconds timeout,
+                                            const CancelToken& cancel);
+
+// A private IPv4 address: RFC 1918 (10/8, 172.16/12, 192.168/16) or shared address space (100.64/10).
+bool isPrivateIPv4(const QHostAddress& address);
+
+// Double NAT: the gateway and the second hop are both private.
+bool isDoubleNat(const QHostAddress& gateway, const std::optional<QHostAddress>& secondHop);
+
+}  // namespace platform::linuxwifi
