@@ -420,6 +420,27 @@ TEST_F(BareNetworkManagerTest, MissingPropertiesAreNamedNotMadeUp) {
     EXPECT_THAT(str(interfaceError->text()), HasSubstr("the object has no such interface"));
 }
 
+TEST_F(BareNetworkManagerTest, APropertyAddedWithAnotherSignatureIsAWrongType) {
+    const QString device =
+        bus().addBareWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("wlp2s0"), kActivated);
+    // LastScan is an int64; an int32 of the same value is still another type.
+    bus().addProperty(device, nm::kWirelessInterface, QStringLiteral("LastScan"), QVariant(5000));
+    bus().addProperty(device, nm::kWirelessInterface, QStringLiteral("ActiveAccessPoint"),
+                      QStringLiteral("/"));
+    const auto scanError = readError([&] { client().lastScan(device); });
+    ASSERT_TRUE(scanError);
+    EXPECT_EQ(scanError->kind(), DBusReadError::Kind::WrongType);
+    EXPECT_EQ(str(scanError->text()),
+              "org.freedesktop.NetworkManager.Device.Wireless.LastScan at " + str(device) +
+                  " on org.freedesktop.NetworkManager: expected an int64 (x), found an "
+                  "int32 (i): 5000");
+    const auto wifiError = readError([&] { client().wifiDevice(device); });
+    ASSERT_TRUE(wifiError);
+    EXPECT_EQ(wifiError->kind(), DBusReadError::Kind::WrongType);
+    EXPECT_THAT(str(wifiError->text()), HasSubstr("ActiveAccessPoint"));
+    EXPECT_THAT(str(wifiError->text()), HasSubstr("expected an object path (o), found a string (s): \"/\""));
+}
+
 // ---- The service going away ---------------------------------------------------------------------
 
 TEST_F(NetworkManagerClientTest, TheServiceVanishingMidRunGivesAnErrorWithinTheTimeout) {
