@@ -8,6 +8,8 @@
 #include <QDBusVariant>
 #include <QMetaType>
 
+#include <algorithm>
+
 namespace platform::linuxwifi {
 
 namespace {
@@ -693,12 +695,23 @@ std::vector<DBusValue> callAt(const DBusCaller& caller, Action action, const DBu
 
 }  // namespace
 
+namespace {
+
+// QtDBus reads a timeout of -1 as its default of 25 s; every call here has a bound of its own.
+std::chrono::milliseconds atLeastOneMillisecond(std::chrono::milliseconds timeout) {
+    return std::max(timeout, std::chrono::milliseconds(1));
+}
+
+}  // namespace
+
 DBusCaller::DBusCaller(QDBusConnection connection, QString service, std::chrono::milliseconds timeout)
-    : connection_(std::move(connection)), service_(std::move(service)), timeout_(timeout) {}
+    : connection_(std::move(connection)),
+      service_(std::move(service)),
+      timeout_(atLeastOneMillisecond(timeout)) {}
 
 DBusCaller DBusCaller::withTimeout(std::chrono::milliseconds timeout) const {
     DBusCaller out = *this;
-    out.timeout_ = timeout;
+    out.timeout_ = atLeastOneMillisecond(timeout);
     return out;
 }
 

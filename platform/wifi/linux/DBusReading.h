@@ -180,6 +180,7 @@ class DBusDict {
 // same time (QtDBus blocking calls are).
 class DBusCaller {
   public:
+    // timeout: at least 1 ms (a smaller one is taken as 1 ms).
     DBusCaller(QDBusConnection connection, QString service, std::chrono::milliseconds timeout);
 
     const QDBusConnection& connection() const { return connection_; }

@@ -16,6 +16,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -166,6 +167,11 @@ TEST_F(NetworkManagerClientTest, TheWatcherReportsAWronglyTypedChange) {
     EXPECT_EQ(errors.front().kind(), DBusReadError::Kind::WrongType);
     EXPECT_THAT(str(errors.front().text()), HasSubstr("org.freedesktop.NetworkManager.WirelessEnabled"));
     EXPECT_THAT(str(errors.front().text()), HasSubstr("expected a boolean (b), found a string (s): \"yes\""));
+}
+
+TEST(NetworkManagerClient, AWatcherWithoutAContextIsRefused) {
+    const NetworkManagerClient client(QDBusConnection(QStringLiteral("no-such-connection")), 100ms);
+    EXPECT_THROW(client.watchWirelessEnabled(nullptr, [](bool) {}), std::invalid_argument);
 }
 
 TEST_F(NetworkManagerClientTest, ADestroyedWatcherDeliversNothing) {
