@@ -8,6 +8,8 @@
 #include <QDBusVariant>
 #include <QMetaType>
 
+#include <algorithm>
+
 namespace platform::linuxwifi {
 
 namespace {
@@ -78,6 +80,8 @@ const char* DBusReadError::kindName(Kind kind) {
             return "wrong type";
         case Kind::BadValue:
             return "bad value";
+        case Kind::InvalidPath:
+            return "invalid path";
     }
     return "unknown";
 }
@@ -339,6 +343,33 @@ QString describeSignature(const QString& signature) {
     return QStringLiteral("%1 (%2)").arg(name, signature);
 }
 
+bool isObjectPath(const QString& path) {
+    if (path == QStringLiteral("/")) {
+        return true;
+    }
+    if (!path.startsWith(u'/') || path.endsWith(u'/')) {
+        return false;
+    }
+    bool afterSlash = true;
+    for (qsizetype i = 1; i < path.size(); ++i) {
+        const QChar c = path[i];
+        if (c == u'/') {
+            if (afterSlash) {
+                return false;
+            }
+            afterSlash = true;
+            continue;
+        }
+        const bool allowed =
+            (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9') || c == u'_';
+        if (!allowed) {
+            return false;
+        }
+        afterSlash = false;
+    }
+    return true;
+}
+
 // ---- DBusPlace ----------------------------------------------------------------------------------
 
 QString DBusPlace::text() const {
@@ -556,25 +587,25 @@ bool isOneOf(const QString& name, std::initializer_list<const char*> names) {
 
 enum class Action { Call, Read, ReadAll, Write };
 
+QString verbOf(Action action) {
+    switch (action) {
+        case Action::Call:
+            return QStringLiteral("calling");
+        case Action::Read:
+        case Action::ReadAll:
+            return QStringLiteral("reading");
+        case Action::Write:
+            return QStringLiteral("setting");
+    }
+    return QString();
+}
+
 DBusReadError errorFromReply(Action action, const DBusPlace& place, const QDBusMessage& reply,
                              std::chrono::milliseconds timeout) {
     const QString name = reply.errorName();
     const QString message = reply.errorMessage();
     const QString detail = QStringLiteral("%1: %2").arg(name, message);
-    QString verb;
-    switch (action) {
-        case Action::Call:
-            verb = QStringLiteral("calling");
-            break;
-        case Action::Read:
-        case Action::ReadAll:
-            verb = QStringLiteral("reading");
-            break;
-        case Action::Write:
-            verb = QStringLiteral("setting");
-            break;
-    }
-    const QString what = verb + u' ' + place.text();
+    const QString what = verbOf(action) + u' ' + place.text();
     using Kind = DBusReadError::Kind;
     if (isOneOf(name,
                 {"org.freedesktop.DBus.Error.ServiceUnknown", "org.freedesktop.DBus.Error.NameHasNoOwner"})) {
@@ -628,6 +659,13 @@ DBusReadError errorFromReply(Action action, const DBusPlace& place, const QDBusM
 std::vector<DBusValue> callAt(const DBusCaller& caller, Action action, const DBusPlace& errorPlace,
                               const QString& path, const QString& interface, const QString& method,
                               const QVariantList& args, const QString& replySignature) {
+    if (!isObjectPath(path)) {
+        DBusPlace withoutPath = errorPlace;
+        withoutPath.path.clear();
+        throw DBusReadError(DBusReadError::Kind::InvalidPath,
+                            QStringLiteral("%1 %2: \"%3\" is not a D-Bus object path")
+                                .arg(verbOf(action), withoutPath.text(), path));
+    }
     QDBusMessage message = QDBusMessage::createMethodCall(caller.service(), path, interface, method);
     message.setArguments(args);
     // A diagnostic asks the services that run; it never starts one.
@@ -657,12 +695,23 @@ std::vector<DBusValue> callAt(const DBusCaller& caller, Action action, const DBu
 
 }  // namespace
 
+namespace {
+
+// QtDBus reads a timeout of -1 as its default of 25 s; every call here has a bound of its own.
+std::chrono::milliseconds atLeastOneMillisecond(std::chrono::milliseconds timeout) {
+    return std::max(timeout, std::chrono::milliseconds(1));
+}
+
+}  // namespace
+
 DBusCaller::DBusCaller(QDBusConnection connection, QString service, std::chrono::milliseconds timeout)
-    : connection_(std::move(connection)), service_(std::move(service)), timeout_(timeout) {}
+    : connection_(std::move(connection)),
+      service_(std::move(service)),
+      timeout_(atLeastOneMillisecond(timeout)) {}
 
 DBusCaller DBusCaller::withTimeout(std::chrono::milliseconds timeout) const {
     DBusCaller out = *this;
-    out.timeout_ = timeout;
+    out.timeout_ = atLeastOneMillisecond(timeout);
     return out;
 }
 

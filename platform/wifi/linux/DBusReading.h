@@ -36,6 +36,7 @@ class DBusReadError : public std::runtime_error {
         Missing,       // a property or a dictionary key that must be there is absent
         WrongType,     // a value of another D-Bus type than the one expected
         BadValue,      // a value of the right type that cannot be understood
+        InvalidPath,   // the caller asked at a string that is no object path (nothing was sent)
     };
 
     DBusReadError(Kind kind, QString text, QString dbusErrorName = QString());
@@ -89,6 +90,10 @@ class DBusValue {
 
 // How error texts name a signature: "a boolean (b)", "an array of dictionaries (aa{sv})".
 QString describeSignature(const QString& signature);
+
+// Whether path is a D-Bus object path: "/" or "/" followed by elements of [A-Za-z0-9_] joined by
+// single slashes.
+bool isObjectPath(const QString& path);
 
 // Where a value was read: the service, the object, the interface and the member (property or
 // method), and the way into the value ([2]["address"]). text() reads
@@ -175,6 +180,7 @@ class DBusDict {
 // same time (QtDBus blocking calls are).
 class DBusCaller {
   public:
+    // timeout: at least 1 ms (a smaller one is taken as 1 ms).
     DBusCaller(QDBusConnection connection, QString service, std::chrono::milliseconds timeout);
 
     const QDBusConnection& connection() const { return connection_; }

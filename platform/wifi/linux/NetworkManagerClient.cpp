@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 #include <thread>
 
 namespace platform::linuxwifi {
@@ -178,6 +179,11 @@ void NetworkManagerClient::setWirelessEnabled(bool enabled) const {
 std::unique_ptr<WirelessEnabledWatcher> NetworkManagerClient::watchWirelessEnabled(
     QObject* context, std::function<void(bool)> onChange,
     std::function<void(const DBusReadError&)> onError) const {
+    if (context == nullptr) {
+        throw std::invalid_argument(
+            "NetworkManagerClient::watchWirelessEnabled: no context object whose thread would get the "
+            "changes");
+    }
     return std::unique_ptr<WirelessEnabledWatcher>(
         new WirelessEnabledWatcher(caller_.connection(), context, std::move(onChange), std::move(onError)));
 }

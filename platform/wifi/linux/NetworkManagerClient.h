@@ -218,7 +218,8 @@ class NetworkManagerClient {
     // Switches the Wi-Fi radio. Needs a polkit right; a refusal throws DBusReadError (Refused) with
     // the service's text.
     void setWirelessEnabled(bool enabled) const;
-    // Starts watching WirelessEnabled; see WirelessEnabledWatcher. Call it on any thread.
+    // Starts watching WirelessEnabled; see WirelessEnabledWatcher. Call it on any thread; a null
+    // context throws std::invalid_argument.
     std::unique_ptr<WirelessEnabledWatcher> watchWirelessEnabled(
         QObject* context, std::function<void(bool)> onChange,
         std::function<void(const DBusReadError&)> onError = {}) const;

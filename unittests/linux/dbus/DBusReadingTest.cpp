@@ -147,3 +147,19 @@ TEST(DBusCaller, AClosedConnectionGivesADisconnectedError) {
     EXPECT_THAT(str(error->text()), HasSubstr("org.freedesktop.NetworkManager.WirelessEnabled"));
     QDBusConnection::disconnectFromBus(QStringLiteral("closed-bus-test"));
 }
+
+TEST(DBusCaller, AnInvalidObjectPathIsRefusedBeforeAnythingIsSent) {
+    const QDBusConnection closed = QDBusConnection::connectToBus(
+        QStringLiteral("unix:path=/nonexistent/wifi-profile-test-bus"), QStringLiteral("invalid-path-test"));
+    const NetworkManagerClient client(closed, std::chrono::milliseconds(500));
+    for (const QString& path :
+         {QString(), QStringLiteral("not a path"), QStringLiteral("/a//b"), QStringLiteral("/a/")}) {
+        const auto error = readError([&] { client.device(path); });
+        ASSERT_TRUE(error) << str(path);
+        EXPECT_EQ(error->kind(), DBusReadError::Kind::InvalidPath) << str(path);
+        EXPECT_EQ(str(error->text()),
+                  "reading org.freedesktop.NetworkManager.Device on org.freedesktop.NetworkManager: \"" +
+                      str(path) + "\" is not a D-Bus object path");
+    }
+    QDBusConnection::disconnectFromBus(QStringLiteral("invalid-path-test"));
+}

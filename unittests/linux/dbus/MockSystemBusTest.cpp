@@ -5,6 +5,8 @@
 
 #include <QDBusConnection>
 
+#include <gmock/gmock.h>
+
 #include <gtest/gtest.h>
 
 #include <signal.h>
@@ -38,4 +40,20 @@ TEST(MockSystemBus, EndsItsBusAndMocksWhenDestroyed) {
     const QDBusConnection late = QDBusConnection::connectToBus(address, QStringLiteral("late-connection"));
     EXPECT_FALSE(late.isConnected());
     QDBusConnection::disconnectFromBus(QStringLiteral("late-connection"));
+}
+
+TEST(MockSystemBus, AMockThatCannotStartIsReportedWithWhatItSaid) {
+    if (const auto missing = MockSystemBus::missingTools()) {
+        GTEST_SKIP() << "needs a private D-Bus with python-dbusmock: " << missing->toStdString();
+    }
+    MockSystemBus::Options options;
+    options.networkManagerParameters = QStringLiteral("{not json");
+    try {
+        MockSystemBus bus(options);
+        FAIL() << "the bus started with a mock that cannot";
+    } catch (const std::runtime_error& error) {
+        EXPECT_THAT(error.what(),
+                    ::testing::HasSubstr("org.freedesktop.NetworkManager mock ended before it was ready"));
+        EXPECT_THAT(error.what(), ::testing::HasSubstr("JSON"));
+    }
 }

@@ -16,6 +16,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -166,6 +167,11 @@ TEST_F(NetworkManagerClientTest, TheWatcherReportsAWronglyTypedChange) {
     EXPECT_EQ(errors.front().kind(), DBusReadError::Kind::WrongType);
     EXPECT_THAT(str(errors.front().text()), HasSubstr("org.freedesktop.NetworkManager.WirelessEnabled"));
     EXPECT_THAT(str(errors.front().text()), HasSubstr("expected a boolean (b), found a string (s): \"yes\""));
+}
+
+TEST(NetworkManagerClient, AWatcherWithoutAContextIsRefused) {
+    const NetworkManagerClient client(QDBusConnection(QStringLiteral("no-such-connection")), 100ms);
+    EXPECT_THROW(client.watchWirelessEnabled(nullptr, [](bool) {}), std::invalid_argument);
 }
 
 TEST_F(NetworkManagerClientTest, ADestroyedWatcherDeliversNothing) {
@@ -418,6 +424,27 @@ TEST_F(BareNetworkManagerTest, MissingPropertiesAreNamedNotMadeUp) {
     ASSERT_TRUE(interfaceError);
     EXPECT_EQ(interfaceError->kind(), DBusReadError::Kind::Missing);
     EXPECT_THAT(str(interfaceError->text()), HasSubstr("the object has no such interface"));
+}
+
+TEST_F(BareNetworkManagerTest, APropertyAddedWithAnotherSignatureIsAWrongType) {
+    const QString device =
+        bus().addBareWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("wlp2s0"), kActivated);
+    // LastScan is an int64; an int32 of the same value is still another type.
+    bus().addProperty(device, nm::kWirelessInterface, QStringLiteral("LastScan"), QVariant(5000));
+    bus().addProperty(device, nm::kWirelessInterface, QStringLiteral("ActiveAccessPoint"),
+                      QStringLiteral("/"));
+    const auto scanError = readError([&] { client().lastScan(device); });
+    ASSERT_TRUE(scanError);
+    EXPECT_EQ(scanError->kind(), DBusReadError::Kind::WrongType);
+    EXPECT_EQ(str(scanError->text()),
+              "org.freedesktop.NetworkManager.Device.Wireless.LastScan at " + str(device) +
+                  " on org.freedesktop.NetworkManager: expected an int64 (x), found an "
+                  "int32 (i): 5000");
+    const auto wifiError = readError([&] { client().wifiDevice(device); });
+    ASSERT_TRUE(wifiError);
+    EXPECT_EQ(wifiError->kind(), DBusReadError::Kind::WrongType);
+    EXPECT_THAT(str(wifiError->text()), HasSubstr("ActiveAccessPoint"));
+    EXPECT_THAT(str(wifiError->text()), HasSubstr("expected an object path (o), found a string (s): \"/\""));
 }
 
 // ---- The service going away ---------------------------------------------------------------------

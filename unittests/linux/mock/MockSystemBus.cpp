@@ -147,11 +147,6 @@ void killGroup(pid_t& pid) {
     pid = -1;
 }
 
-bool hasExited(pid_t pid) {
-    int status = 0;
-    return waitpid(pid, &status, WNOHANG) == pid;
-}
-
 QString readFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -181,6 +176,18 @@ struct MockSystemBus::Child {
     QString logPath;
     pid_t pid = -1;
 };
+
+bool MockSystemBus::reapIfEnded(Child& process) {
+    if (process.pid <= 0) {
+        return true;
+    }
+    int status = 0;
+    if (waitpid(process.pid, &status, WNOHANG) == process.pid) {
+        process.pid = -1;
+        return true;
+    }
+    return false;
+}
 
 std::optional<QString> MockSystemBus::missingTools() {
     static const std::optional<QString> missing = []() -> std::optional<QString> {
@@ -212,6 +219,16 @@ std::optional<QString> MockSystemBus::missingTools() {
 }
 
 MockSystemBus::MockSystemBus(Options options) : dir_(std::make_unique<QTemporaryDir>()) {
+    // A constructor that throws runs no destructor: what was started is ended here.
+    try {
+        start(options);
+    } catch (...) {
+        shutDown();
+        throw;
+    }
+}
+
+void MockSystemBus::start(const Options& options) {
     qDBusRegisterMetaType<MockMethod>();
     qDBusRegisterMetaType<QList<MockMethod>>();
     qDBusRegisterMetaType<ConnectionSettings>();
@@ -293,8 +310,13 @@ MockSystemBus::MockSystemBus(Options options) : dir_(std::make_unique<QTemporary
 }
 
 MockSystemBus::~MockSystemBus() {
+    shutDown();
+}
+
+void MockSystemBus::shutDown() {
     if (!connectionName_.isEmpty()) {
         QDBusConnection::disconnectFromBus(connectionName_);
+        connectionName_.clear();
     }
     // The mocks first, then the bus.
     for (auto it = children_.rbegin(); it != children_.rend(); ++it) {
@@ -327,10 +349,10 @@ void MockSystemBus::startMock(const QString& service, const QString& templateNam
     }
     close(log);
     children_.push_back(std::move(mock));
-    waitForName(service, true, *children_.back());
+    waitUntilReady(*children_.back());
 }
 
-void MockSystemBus::waitForName(const QString& service, bool owned, const Child& process) const {
+void MockSystemBus::waitForName(const QString& service, bool owned, Child& process) const {
     const QDBusConnection bus = connection();
     const auto deadline = Clock::now() + kStartTimeout;
     while (Clock::now() < deadline) {
@@ -342,9 +364,10 @@ void MockSystemBus::waitForName(const QString& service, bool owned, const Child&
         if (reply.type() == QDBusMessage::ReplyMessage && reply.arguments().value(0).toBool() == owned) {
             return;
         }
-        if (owned && process.pid > 0 && hasExited(process.pid)) {
-            throw failure(QStringLiteral("the %1 mock ended before it took its name; it said:\n%2")
-                              .arg(service, readFile(process.logPath)));
+        if (owned && reapIfEnded(process)) {
+            throw failure(
+                QStringLiteral("the %1 mock ended before it was ready (it never took its name); it said:\n%2")
+                    .arg(service, readFile(process.logPath)));
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
@@ -352,6 +375,27 @@ void MockSystemBus::waitForName(const QString& service, bool owned, const Child&
                       .arg(service, owned ? QStringLiteral("owned") : QStringLiteral("released"))
                       .arg(kStartTimeout.count())
                       .arg(readFile(process.logPath)));
+}
+
+void MockSystemBus::waitUntilReady(Child& mock) const {
+    waitForName(mock.service, true, mock);
+    // The mock takes its name before it loads its template, and answers a Ping (libdbus does, for
+    // any object) only once its main loop runs: once it is ready. A template that fails to load
+    // ends the mock instead.
+    const QDBusMessage ping =
+        QDBusMessage::createMethodCall(mock.service, QStringLiteral("/"),
+                                       QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping"));
+    const QDBusMessage reply = connection().call(
+        ping, QDBus::Block, static_cast<int>(std::chrono::milliseconds(kStartTimeout).count()));
+    if (reply.type() == QDBusMessage::ReplyMessage) {
+        return;
+    }
+    const auto deadline = Clock::now() + std::chrono::seconds(2);
+    while (!reapIfEnded(mock) && Clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    throw failure(QStringLiteral("the %1 mock ended before it was ready (%2); it said:\n%3")
+                      .arg(mock.service, reply.errorMessage(), readFile(mock.logPath)));
 }
 
 MockSystemBus::Child* MockSystemBus::child(const QString& service) const {

@@ -175,9 +175,14 @@ class MockSystemBus {
 
   private:
     struct Child;
+    void start(const Options& options);
+    void shutDown();
     void startMock(const QString& service, const QString& templateName, const QString& parameters);
     Child* child(const QString& service) const;
-    void waitForName(const QString& service, bool owned, const Child& process) const;
+    void waitForName(const QString& service, bool owned, Child& process) const;
+    void waitUntilReady(Child& mock) const;
+    // Whether the process has ended (and is reaped); its pid is then -1.
+    static bool reapIfEnded(Child& process);
 
     std::unique_ptr<QTemporaryDir> dir_;
     QString address_;
