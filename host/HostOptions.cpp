@@ -2,6 +2,11 @@
 
 #include "platform/foundation/JsonReader.h"
 
+#include <QHostAddress>
+#include <QUrl>
+
+#include <map>
+
 namespace host {
 
 namespace {
@@ -43,8 +48,9 @@ platform::Value scalarFromArgument(const QString& text) {
 }
 
 bool takesValue(const QString& option) {
-    static const QStringList withValue = {"--parameters", "--scenario", "--automation",
-                                          "--events",     "--timeout",  "--plugin"};
+    static const QStringList withValue = {"--parameters", "--scenario",  "--automation",   "--events",
+                                          "--timeout",    "--plugin",    "--backend",      "--ping-wan",
+                                          "--dns-name",   "--check-url", "--check-status", "--check-body"};
     if (withValue.contains(option)) {
         return true;
     }
@@ -63,6 +69,7 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
     };
 
     HostOptions options;
+    std::optional<BackendChoice> backend;
     std::optional<QByteArray> parametersText;
     std::vector<std::pair<const Shorthand*, QString>> shorthands;
 
@@ -105,6 +112,49 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
             options.eventsPath = *value;
         } else if (option == QLatin1String("--plugin")) {
             options.pluginPath = *value;
+        } else if (option == QLatin1String("--backend")) {
+            static const std::map<QString, BackendChoice> kChoices = {
+                {QStringLiteral("auto"), BackendChoice::Auto},
+                {QStringLiteral("linux"), BackendChoice::Linux},
+                {QStringLiteral("sim"), BackendChoice::Sim}};
+            const auto choice = kChoices.find(*value);
+            if (choice == kChoices.end()) {
+                return fail(HostOptionsError::Kind::Usage,
+                            QStringLiteral("--backend is auto, linux or sim, got \"%1\"").arg(*value));
+            }
+            backend = choice->second;
+        } else if (option == QLatin1String("--ping-wan")) {
+            if (QHostAddress(*value).protocol() != QAbstractSocket::IPv4Protocol) {
+                return fail(HostOptionsError::Kind::Usage,
+                            QStringLiteral("--ping-wan needs an IPv4 address, got \"%1\"").arg(*value));
+            }
+            options.probeTargets.wanPingAddress = *value;
+        } else if (option == QLatin1String("--dns-name")) {
+            if (value->isEmpty()) {
+                return fail(HostOptionsError::Kind::Usage, QStringLiteral("--dns-name needs a host name"));
+            }
+            options.probeTargets.dnsName = *value;
+        } else if (option == QLatin1String("--check-url")) {
+            const QUrl url(*value, QUrl::StrictMode);
+            if (!url.isValid() ||
+                (url.scheme() != QLatin1String("http") && url.scheme() != QLatin1String("https"))) {
+                return fail(HostOptionsError::Kind::Usage,
+                            QStringLiteral("--check-url needs an http or https URL, got \"%1\"").arg(*value));
+            }
+            options.probeTargets.checkUrl = url;
+        } else if (option == QLatin1String("--check-status")) {
+            bool ok = false;
+            const int status = value->toInt(&ok);
+            if (!ok || status < 100 || status > 599) {
+                return fail(HostOptionsError::Kind::Usage,
+                            QStringLiteral("--check-status needs an HTTP status from 100 to 599, got \"%1\"")
+                                .arg(*value));
+            }
+            options.probeTargets.checkStatus = status;
+        } else if (option == QLatin1String("--check-body")) {
+            // An empty value means any body will do.
+            options.probeTargets.checkBody =
+                value->isEmpty() ? std::nullopt : std::optional<QByteArray>(value->toUtf8());
         } else if (option == QLatin1String("--timeout")) {
             bool ok = false;
             const double seconds = value->toDouble(&ok);
@@ -119,6 +169,13 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
             shorthands.emplace_back(findShorthand(option), value.value_or(QString()));
         }
     }
+
+    if (options.scenarioPath && backend == BackendChoice::Linux) {
+        return fail(
+            HostOptionsError::Kind::Usage,
+            QStringLiteral("--scenario describes a simulated device; it cannot go with --backend linux"));
+    }
+    options.backend = options.scenarioPath ? BackendChoice::Sim : backend.value_or(BackendChoice::Auto);
 
     const QByteArray text = parametersText.value_or(QByteArray(kDefaultParameters));
     platform::Value parsed = platform::Value::null();
@@ -152,10 +209,11 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
 }
 
 QString hostUsage() {
+    const platform::linuxwifi::ProbeTargets defaults;
     return QStringLiteral(
                "Usage: wifi-profile [options]\n"
                "\n"
-               "Runs the diagnostic on a simulated device and prints its result as JSON:\n"
+               "Profiles this machine's Wi-Fi (or a simulated device) and prints the result as JSON:\n"
                "  {\"statusCode\": N, \"data\": {...}}\n"
                "\n"
                "Parameters:\n"
@@ -163,8 +221,19 @@ QString hostUsage() {
                "  --network-name NAME        sets \"networkName\"\n"
                "  --list                     sets \"reprofileWithUI\" to true\n"
                "  --max-scan-cache-age N     sets \"maxScanCacheAge\"\n"
+               "Device:\n"
+               "  --backend auto|linux|sim   whose Wi-Fi to profile: this machine's through NetworkManager,\n"
+               "                             or the simulated device; auto takes NetworkManager when it\n"
+               "                             answers and lists a Wi-Fi device (default auto)\n"
+               "  --scenario FILE            the simulated device and its answers (default: built in);\n"
+               "                             implies --backend sim\n"
+               "  --ping-wan ADDRESS         IPv4 address the WAN ping and double NAT probe aim at (default "
+               "%2)\n"
+               "  --dns-name NAME            host name the DNS test resolves (default %3)\n"
+               "  --check-url URL            internet check URL (default %4)\n"
+               "  --check-status N           the status it must answer (default %5)\n"
+               "  --check-body TEXT          the body it must answer; empty: any (default \"%6\")\n"
                "Run:\n"
-               "  --scenario FILE            the simulated device and its answers (default: built in)\n"
                "  --automation FILE          user actions to play (default: the scenario's own)\n"
                "  --ui                       show the diagnostic in a window (default: off screen)\n"
                "  --timeout SECONDS          give up after this long (default 600)\n"
@@ -174,8 +243,12 @@ QString hostUsage() {
                "  --help                     show this text\n"
                "\n"
                "Exit codes: 0 finished; 2 parameters rejected; 3 scenario or automation unusable;\n"
-               "4 not finished within the timeout; 1 anything else.\n")
-        .arg(QString::fromUtf8(kDefaultParameters));
+               "4 not finished within the timeout; 5 the real system's Wi-Fi cannot be profiled\n"
+               "(--backend linux); 1 anything else.\n")
+        .arg(QString::fromUtf8(kDefaultParameters), defaults.wanPingAddress, defaults.dnsName,
+             defaults.checkUrl.toString(), QString::number(defaults.checkStatus),
+             QString::fromUtf8(defaults.checkBody.value_or(QByteArray()))
+                 .replace(QLatin1Char('\n'), QLatin1String("\\n")));
 }
 
 }  // namespace host

@@ -3,6 +3,7 @@
 // off screen, time limit) and where observable events go.
 
 #include "platform/foundation/Value.h"
+#include "platform/wifi/linux/ProbeTargets.h"
 
 #include <QString>
 #include <QStringList>
@@ -11,12 +12,18 @@
 
 namespace host {
 
+// Which Wi-Fi the diagnostic profiles: the real system's (NetworkManager), the simulated device,
+// or the real one when NetworkManager answers and lists a Wi-Fi device.
+enum class BackendChoice { Auto, Linux, Sim };
+
 struct HostOptions {
     platform::DictionaryRef parameters;   // the raw parameters dictionary handed to the diagnostic
     std::optional<QString> scenarioPath;  // absent: the built-in scenario
     std::optional<QString> automationPath;
     std::optional<QString> eventsPath;
-    std::optional<QString> pluginPath;  // absent: the diagnostic installed beside the host
+    std::optional<QString> pluginPath;            // absent: the diagnostic installed beside the host
+    BackendChoice backend = BackendChoice::Auto;  // --scenario means Sim
+    platform::linuxwifi::ProbeTargets probeTargets;
     bool ui = false;
     double timeoutSeconds = 600.0;
     bool help = false;

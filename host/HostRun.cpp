@@ -1,5 +1,7 @@
 #include "host/HostRun.h"
 
+#include "host/BackendChoice.h"
+
 #include "platform/ui/ScreenEvents.h"
 
 #include "host/DrainReport.h"
@@ -106,14 +108,33 @@ int HostRun::prepare(HostObservers& observers) {
             return kExitOther;
         }
     }
+    // Whose Wi-Fi: this machine's, or the simulated device.
+    bool simulated = options_.backend == BackendChoice::Sim;
+    if (!simulated) {
+        QString why;
+        if (realWiFiAvailable(&why)) {
+            linux_ = makeLinuxBackend(options_);
+        } else if (options_.backend == BackendChoice::Linux) {
+            error(QStringLiteral("%1; start NetworkManager on a machine with Wi-Fi, or profile the simulated "
+                                 "device with --backend sim")
+                      .arg(why));
+            return kExitNoRealWiFi;
+        } else {
+            writeOut(stderr,
+                     QStringLiteral("wifi-profile: %1; profiling the simulated device\n").arg(why).toUtf8());
+            simulated = true;
+        }
+    }
     // The simulated device and the user actions to play on it.
     platform::sim::Scenario scenario;
-    try {
-        scenario = options_.scenarioPath ? platform::sim::loadScenarioFile(*options_.scenarioPath)
-                                         : platform::sim::builtInScenario();
-    } catch (const platform::sim::ScenarioError& e) {
-        error(describeScenarioError(QStringLiteral("scenario"), e));
-        return kExitScenarioUnusable;
+    if (simulated) {
+        try {
+            scenario = options_.scenarioPath ? platform::sim::loadScenarioFile(*options_.scenarioPath)
+                                             : platform::sim::builtInScenario();
+        } catch (const platform::sim::ScenarioError& e) {
+            error(describeScenarioError(QStringLiteral("scenario"), e));
+            return kExitScenarioUnusable;
+        }
     }
     std::optional<std::vector<platform::sim::AutomationAction>> automation = scenario.automation;
     QString automationFile = scenario.file;
@@ -129,13 +150,19 @@ int HostRun::prepare(HostObservers& observers) {
     events_.write(QStringLiteral("host"),
                   Dictionary::make({
                       {QStringLiteral("parameters"), Value::dictionary(options_.parameters)},
-                      {QStringLiteral("scenario"), Value::string(scenario.file)},
+                      {QStringLiteral("backend"),
+                       Value::string(simulated ? QStringLiteral("sim") : QStringLiteral("linux"))},
+                      {QStringLiteral("scenario"), simulated ? Value::string(scenario.file) : Value::null()},
                       {QStringLiteral("automation"), Value::boolean(automation.has_value())},
                   }));
 
     // The device first: the diagnostic finds its platform in place when it loads.
-    sim_ = std::make_shared<platform::sim::SimBackend>(std::move(scenario));
-    backend_ = std::make_shared<platform::RecordingBackend>(sim_);
+    if (simulated) {
+        sim_ = std::make_shared<platform::sim::SimBackend>(std::move(scenario));
+        backend_ = std::make_shared<platform::RecordingBackend>(sim_);
+    } else {
+        backend_ = std::make_shared<platform::RecordingBackend>(linux_);
+    }
     observers.observeRequests(backend_);
     platform::installWiFiBackend(backend_);
 
@@ -182,7 +209,9 @@ int HostRun::prepare(HostObservers& observers) {
 
 void HostRun::startDiagnostic() {
     controller_->start();
-    sim_->startEvents();
+    if (sim_) {
+        sim_->startEvents();
+    }
     if (player_) {
         player_->start();
     }
@@ -249,7 +278,9 @@ void HostRun::conclude() {
                                             {QStringLiteral("remaining"), Value::integer(left)}}));
         }
     }
-    sim_->stopEvents();  // the device's timed events belong to the run that has ended
+    if (sim_) {
+        sim_->stopEvents();
+    }  // the device's timed events belong to the run that has ended
     controller_->teardown();
     QCoreApplication::quit();
 }

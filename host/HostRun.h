@@ -29,6 +29,7 @@ enum ExitCode : int {
     kExitParametersRejected = 2,
     kExitScenarioUnusable = 3,
     kExitTimedOut = 4,
+    kExitNoRealWiFi = 5,
 };
 
 class HostRun {
@@ -66,6 +67,7 @@ class HostRun {
     EventStream events_;
     ResultPrinter printer_{events_};
     std::shared_ptr<platform::sim::SimBackend> sim_;       // the simulated device, when it is the backend
+    std::shared_ptr<platform::WiFiBackend> linux_;         // the real system, when it is the backend
     std::shared_ptr<platform::RecordingBackend> backend_;  // what the diagnostic talks to
     platform::DiagnosticExtension* extension_ = nullptr;
     std::shared_ptr<platform::HostDiagnosticInputs> inputs_;

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <vector>
 
@@ -74,6 +75,14 @@ class HostRunTest : public ::testing::Test {
                 const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
         const QString eventsPath = dir.filePath(QStringLiteral("events-%1.jsonl").arg(++runs));
         arguments = QStringList{QStringLiteral("--events"), eventsPath} + arguments;
+        // The simulated device unless a test asks for another: a run must not depend on whether
+        // the machine running the tests has Wi-Fi.
+        const bool choosesBackend = std::any_of(arguments.begin(), arguments.end(), [](const QString& a) {
+            return a.startsWith(QLatin1String("--backend")) || a.startsWith(QLatin1String("--scenario"));
+        });
+        if (!choosesBackend) {
+            arguments.prepend(QStringLiteral("--backend=sim"));
+        }
         HostRun r;
         QProcess process;
         process.setProgram(kHost);

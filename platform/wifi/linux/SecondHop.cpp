@@ -197,22 +197,4 @@ ProbeOutcome<SecondHopAnswer> findSecondHop(const QHostAddress& target, millisec
     }
 }
 
-bool isPrivateIPv4(const QHostAddress& address) {
-    bool isIPv4 = false;
-    const quint32 value = address.toIPv4Address(&isIPv4);
-    if (!isIPv4) {
-        return false;
-    }
-    auto within = [value](quint32 network, int prefix) {
-        const quint32 mask = prefix == 0 ? 0 : ~quint32(0) << (32 - prefix);
-        return (value & mask) == network;
-    };
-    return within(0x0A000000, 8) || within(0xAC100000, 12) || within(0xC0A80000, 16) ||
-           within(0x64400000, 10);
-}
-
-bool isDoubleNat(const QHostAddress& gateway, const std::optional<QHostAddress>& secondHop) {
-    return isPrivateIPv4(gateway) && secondHop && isPrivateIPv4(*secondHop);
-}
-
 }  // namespace platform::linuxwifi

@@ -25,10 +25,4 @@ struct SecondHopAnswer {
 ProbeOutcome<SecondHopAnswer> findSecondHop(const QHostAddress& target, std::chrono::milliseconds timeout,
                                             const CancelToken& cancel);
 
-// A private IPv4 address: RFC 1918 (10/8, 172.16/12, 192.168/16) or shared address space (100.64/10).
-bool isPrivateIPv4(const QHostAddress& address);
-
-// Double NAT: the gateway and the second hop are both private.
-bool isDoubleNat(const QHostAddress& gateway, const std::optional<QHostAddress>& secondHop);
-
 }  // namespace platform::linuxwifi

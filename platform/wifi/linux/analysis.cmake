@@ -12,4 +12,4 @@ add_library(wifiprofile_linux_analysis STATIC
     ${CMAKE_CURRENT_LIST_DIR}/PingStatistics.cpp
     ${CMAKE_CURRENT_LIST_DIR}/AccessPointTraits.cpp
 )
-target_link_libraries(wifiprofile_linux_analysis PUBLIC wifiprofile_platform Qt6::Core Qt6::Network)
+target_link_libraries(wifiprofile_linux_analysis PUBLIC wifiprofile_wifi Qt6::Core Qt6::Network)

@@ -6,4 +6,4 @@ add_library(wifiprofile_linux_dbus STATIC
     ${CMAKE_CURRENT_LIST_DIR}/NetworkManagerClient.cpp
     ${CMAKE_CURRENT_LIST_DIR}/BluezClient.cpp
 )
-target_link_libraries(wifiprofile_linux_dbus PUBLIC wifiprofile_platform Qt6::Core Qt6::DBus)
+target_link_libraries(wifiprofile_linux_dbus PUBLIC wifiprofile_wifi Qt6::Core Qt6::DBus)

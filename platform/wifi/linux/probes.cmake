@@ -9,4 +9,4 @@ add_library(wifiprofile_linux_probes STATIC
     ${CMAKE_CURRENT_LIST_DIR}/RouteTable.cpp
     ${CMAKE_CURRENT_LIST_DIR}/SecondHop.cpp
 )
-target_link_libraries(wifiprofile_linux_probes PUBLIC wifiprofile_platform Qt6::Core Qt6::Network)
+target_link_libraries(wifiprofile_linux_probes PUBLIC wifiprofile_wifi wifiprofile_linux_analysis Qt6::Core Qt6::Network)

@@ -2,6 +2,7 @@
 // router 1 (10.10.1.1), behind it router 2 (10.10.2.1), both translating addresses, and behind
 // them the servers (10.10.3.2: DNS and HTTP; 10.10.3.3 drops everything). A second client, whose
 // kernel refuses ICMP datagram sockets, hangs on router 1 too (10.10.4.1). Nothing leaves it.
+#include "platform/wifi/linux/Addresses.h"
 #include "platform/wifi/linux/CancelToken.h"
 #include "platform/wifi/linux/DnsProbe.h"
 #include "platform/wifi/linux/HttpProbe.h"
@@ -264,7 +265,7 @@ TEST(LiveProbesRoute, SecondHopBehindTwoRoutersIsPrivateSoDoubleNat) {
     ASSERT_TRUE(answer.value().router.has_value());
     EXPECT_EQ(*answer.value().router, kSecondRouter);
     EXPECT_FALSE(answer.value().targetAnswered);
-    EXPECT_TRUE(isDoubleNat(kGateway, answer.value().router));
+    EXPECT_TRUE(isDoubleNat(kGateway, *answer.value().router));
 }
 
 TEST(LiveProbesRoute, TargetWithinTwoHopsAnswersItself) {

@@ -93,26 +93,3 @@ TEST(PingStatistics, OfASeriesWithoutReplies) {
     EXPECT_EQ(stats.stddev, 0.0);
     EXPECT_FALSE(stats.interfaceName.has_value());
 }
-
-TEST(PrivateAddresses, PrivateAndSharedRangesAndTheirEdges) {
-    for (const char* address : {"10.0.0.1", "10.255.255.254", "172.16.0.1", "172.31.255.1", "192.168.0.1",
-                                "192.168.255.255", "100.64.0.1", "100.127.255.254"}) {
-        EXPECT_TRUE(isPrivateIPv4(QHostAddress(QString::fromLatin1(address)))) << address;
-    }
-    for (const char* address : {"9.255.255.255", "11.0.0.1", "172.15.255.255", "172.32.0.1", "192.167.1.1",
-                                "192.169.0.1", "100.63.255.255", "100.128.0.1", "8.8.8.8", "127.0.0.1"}) {
-        EXPECT_FALSE(isPrivateIPv4(QHostAddress(QString::fromLatin1(address)))) << address;
-    }
-    EXPECT_FALSE(isPrivateIPv4(QHostAddress(QStringLiteral("fd00::1"))));
-    EXPECT_FALSE(isPrivateIPv4(QHostAddress()));
-}
-
-TEST(PrivateAddresses, DoubleNatNeedsBothGatewayAndSecondHopPrivate) {
-    const QHostAddress homeGateway(QStringLiteral("192.168.1.1"));
-    const QHostAddress providerRouter(QStringLiteral("100.64.12.1"));
-    const QHostAddress publicRouter(QStringLiteral("203.0.113.1"));
-    EXPECT_TRUE(isDoubleNat(homeGateway, providerRouter));
-    EXPECT_FALSE(isDoubleNat(homeGateway, publicRouter));
-    EXPECT_FALSE(isDoubleNat(homeGateway, std::nullopt));
-    EXPECT_FALSE(isDoubleNat(publicRouter, homeGateway));
-}

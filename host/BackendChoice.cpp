@@ -1,0 +1,54 @@
+#include "host/BackendChoice.h"
+
+#include "host/HostOutput.h"
+
+#include "platform/wifi/linux/DBusReading.h"
+#include "platform/wifi/linux/NetworkManagerClient.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+
+#include <chrono>
+
+namespace host {
+
+namespace {
+
+constexpr std::chrono::milliseconds kProbeCallTimeout{2000};
+
+}  // namespace
+
+bool realWiFiAvailable(QString* why) {
+    const QDBusConnection bus = QDBusConnection::systemBus();
+    if (!bus.isConnected()) {
+        *why = QStringLiteral("no NetworkManager on the system bus");
+        return false;
+    }
+    try {
+        const platform::linuxwifi::NetworkManagerClient nm(bus, kProbeCallTimeout);
+        if (!nm.isRunning()) {
+            *why = QStringLiteral("no NetworkManager on the system bus");
+            return false;
+        }
+        for (const auto& device : nm.devices()) {
+            if (device.isWifi()) {
+                return true;
+            }
+        }
+        *why = QStringLiteral("NetworkManager lists no Wi-Fi device");
+    } catch (const platform::linuxwifi::DBusReadError& e) {
+        *why = QStringLiteral("NetworkManager did not answer: %1").arg(e.text());
+    }
+    return false;
+}
+
+std::shared_ptr<platform::linuxwifi::LinuxBackend> makeLinuxBackend(const HostOptions& options) {
+    platform::linuxwifi::LinuxBackendOptions linuxOptions;
+    linuxOptions.targets = options.probeTargets;
+    linuxOptions.warn = [](const QString& message) {
+        writeOut(stderr, QStringLiteral("wifi-profile: %1\n").arg(message).toUtf8());
+    };
+    return std::make_shared<platform::linuxwifi::LinuxBackend>(std::move(linuxOptions), qApp);
+}
+
+}  // namespace host

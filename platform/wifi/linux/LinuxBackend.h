@@ -1,0 +1,157 @@
+#pragma once
+// The real Linux system as the Wi-Fi backend: we are the Wi-Fi diagnostics service. Each numbered
+// test has a handler that measures it from NetworkManager and BlueZ (D-Bus), the kernel (sysfs,
+// ICMP datagram sockets, getaddrinfo) and HTTP; tests whose only source is nl80211 answer error 95
+// naming what is missing. The radio is NetworkManager's WirelessEnabled. docs/linux-backend.md
+// says what every test ID measures and where it comes from.
+
+#include "platform/wifi/WiFiBackend.h"
+#include "platform/wifi/linux/ProbeTargets.h"
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QString>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+
+namespace platform::linuxwifi {
+
+class CancelToken;
+class NetworkManagerClient;
+class BluezClient;
+class HttpProbe;
+class WirelessEnabledWatcher;
+struct NMAccessPoint;
+struct NMConnectionSettings;
+
+// The service's error codes (errno values, as the platform's service uses them).
+namespace servicecode {
+inline constexpr std::int64_t kNoSuchNetwork = 2;  // the named network is not in the scan
+inline constexpr std::int64_t kSystem = 5;         // a system service gave no usable answer
+inline constexpr std::int64_t kNotJoined = 57;     // the test needs a joined network
+inline constexpr std::int64_t kTimedOut = 60;      // no fresh scan within the scan timeout
+inline constexpr std::int64_t kUnknownTest = 22;   // a test ID this service does not know
+inline constexpr std::int64_t kNotSupported = 95;  // the source the test needs is missing here
+inline constexpr std::int64_t kCancelled = 125;    // cancelAllRequests ended the request
+}  // namespace servicecode
+
+struct LinuxBackendOptions {
+    QDBusConnection bus = QDBusConnection::systemBus();
+    std::chrono::milliseconds callTimeout{2000};   // every D-Bus call
+    std::chrono::milliseconds scanTimeout{15000};  // waiting for a fresh scan
+    ProbeTargets targets;
+    // Root of the kernel's sysfs, where the Wi-Fi drivers' Bluetooth coexistence switch is read.
+    QString sysfsRoot = QStringLiteral("/sys");
+    // Called with a one-line message when the system refuses something the user asked for
+    // (switching Wi-Fi on without the right); the host prints it.
+    std::function<void(const QString&)> warn;
+};
+
+// What a test's handler answers: a result, or a service error.
+struct TestAnswer {
+    std::optional<DiagnosticsTestResult> result;
+    ErrorRef error;
+};
+
+class LinuxBackend final : public WiFiBackend {
+  public:
+    // Reads the radio's state at once; context is the object on whose thread (the main thread)
+    // power changes are heard.
+    LinuxBackend(LinuxBackendOptions options, QObject* context);
+    ~LinuxBackend() override;
+
+    DiagnosticsTestResults runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
+                                               ErrorRef* error) override;
+    StatusSnapshotRef queryStatus(ErrorRef* error) override;
+    void cancelAllRequests() override;
+    bool containsWiFiRadio() override;
+    bool managerClientAvailable() override;
+    int deviceCount() override;
+    bool power() override;
+    void setPower(bool on) override;
+    bool capability(const QString& key) override;
+
+    // How many scans this backend asked NetworkManager for.
+    int scansRequested() const;
+    // The test IDs that have a handler.
+    static std::set<std::int64_t> knownTestIDs();
+
+    // One request as a handler sees it.
+    struct Request;
+
+  private:
+    using Handler = TestAnswer (LinuxBackend::*)(const Request&);
+    static const std::map<std::int64_t, Handler>& handlers();
+    TestAnswer answer(const DiagnosticsTestRequest& test);
+
+    // Device configuration.
+    TestAnswer customIPv4(const Request&);
+    TestAnswer customIPv6(const Request&);
+    TestAnswer customDNS(const Request&);
+    TestAnswer customWebProxy(const Request&);
+    TestAnswer realTimeMode(const Request&);
+    TestAnswer bluetoothConnected(const Request&);
+    TestAnswer bluetoothPaired(const Request&);
+    TestAnswer bluetoothCoex(const Request&);
+    TestAnswer largePNL(const Request&);
+    TestAnswer pnlContainsHidden(const Request&);
+    TestAnswer conflictingSecurityInPNL(const Request&);
+    // A network: the joined one, or the one the request names.
+    TestAnswer doubleNAT(const Request&);
+    TestAnswer needsNl80211(const Request&);
+    TestAnswer noSecurity(const Request&);
+    TestAnswer legacyWEP(const Request&);
+    TestAnswer legacyWPA(const Request&);
+    TestAnswer legacyRates(const Request&);
+    TestAnswer ambiguousName(const Request&);
+    TestAnswer hiddenNetwork(const Request&);
+    TestAnswer personalHotspot(const Request&);
+    TestAnswer captivePortal(const Request&);
+    TestAnswer pingLAN(const Request&);
+    TestAnswer pingWAN(const Request&);
+    TestAnswer ipv4Assigned(const Request&);
+    TestAnswer ipv6Assigned(const Request&);
+    TestAnswer resolveDNS(const Request&);
+    TestAnswer reachInternet(const Request&);
+    TestAnswer retrieveInternet(const Request&);
+    TestAnswer congestedChannel(const Request&);
+    TestAnswer congested2GHz(const Request&);
+    TestAnswer congested5GHz(const Request&);
+    TestAnswer poorSignal(const Request&);
+    TestAnswer hiddenScanResults(const Request&);
+    TestAnswer noScanResults(const Request&);
+
+    // Shared steps of the handlers.
+    QString wifiDevicePath() const;
+    std::vector<NMAccessPoint> scan(const Request& request);
+    NMAccessPoint targetAccessPoint(const Request& request);
+    std::optional<NMConnectionSettings> activeConnection() const;
+    std::optional<NMConnectionSettings> savedConnectionFor(const QByteArray& ssid) const;
+    std::vector<NMConnectionSettings> savedWifiConnections() const;
+    void requireJoinedTarget(const Request& request) const;
+    TestAnswer ping(const Request& request, const QString& what, const QString& address);
+    void watchPower(QObject* context);
+
+    LinuxBackendOptions options_;
+    std::unique_ptr<NetworkManagerClient> nm_;
+    std::unique_ptr<BluezClient> bluez_;
+    std::unique_ptr<HttpProbe> http_;
+    std::unique_ptr<WirelessEnabledWatcher> powerWatcher_;
+
+    mutable std::mutex mutex_;
+    std::set<std::shared_ptr<CancelToken>> running_;  // the cancel tokens of requests in progress
+    bool power_ = false;
+    int scansRequested_ = 0;
+    // The last scan read, kept while NetworkManager's LastScan stays the same.
+    std::optional<std::int64_t> cachedScanTime_;
+    std::shared_ptr<const std::vector<NMAccessPoint>> cachedScan_;
+};
+
+}  // namespace platform::linuxwifi
