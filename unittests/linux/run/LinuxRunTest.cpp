@@ -1,0 +1,192 @@
+// Whole runs of `wifi-profile --backend linux` against a mocked NetworkManager and BlueZ: the
+// profile's keys follow what the mocks hold, the nl80211 tests are logged with their errors, the
+// scan is reused, and a machine without NetworkManager is told apart. Every probe aims at the
+// loopback address: nothing leaves this machine.
+#include "platform/foundation/JsonReader.h"
+#include "platform/wifi/linux/NetworkManagerClient.h"
+#include "unittests/linux/mock/MockSystemBus.h"
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+
+using platform::Value;
+using testsupport::MockSystemBus;
+namespace nm = platform::linuxwifi::nm;
+
+namespace {
+
+const QString kHost = QStringLiteral(WIFIPROFILE_BINARY_DIR "/host/wifi-profile");
+
+struct HostOutcome {
+    int exitCode = -1;
+    QString out;
+    QString err;
+    platform::DictionaryRef result;  // the printed result, when it was JSON
+};
+
+qint64 bootTimeMs() {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return static_cast<qint64>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+HostOutcome runHost(const QString& busAddress, const QStringList& more) {
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), busAddress);
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    process.setProcessEnvironment(environment);
+    // Every probe target is on this machine: the loopback address and a port nobody listens on.
+    process.start(kHost, QStringList{QStringLiteral("--ping-wan"), QStringLiteral("127.0.0.1"),
+                                     QStringLiteral("--dns-name"), QStringLiteral("localhost"),
+                                     QStringLiteral("--check-url"), QStringLiteral("http://127.0.0.1:9/"),
+                                     QStringLiteral("--timeout"), QStringLiteral("120")} +
+                             more);
+    EXPECT_TRUE(process.waitForFinished(150000));
+    HostOutcome run;
+    run.exitCode = process.exitCode();
+    run.out = QString::fromUtf8(process.readAllStandardOutput());
+    run.err = QString::fromUtf8(process.readAllStandardError());
+    QString why;
+    if (const auto parsed = platform::tryParseJson(run.out.toUtf8(), &why);
+        parsed && parsed->kind() == Value::Kind::Dictionary) {
+        run.result = parsed->toDictionary();
+    }
+    return run;
+}
+
+// A dictionary inside the result: data -> name.
+platform::DictionaryRef section(const HostOutcome& run, const char* name) {
+    if (!run.result) {
+        return nullptr;
+    }
+    const auto data = run.result->value(QStringLiteral("data"));
+    if (!data || data->kind() != Value::Kind::Dictionary) {
+        return nullptr;
+    }
+    const auto inner = data->toDictionary()->value(QString::fromLatin1(name));
+    return inner && inner->kind() == Value::Kind::Dictionary ? inner->toDictionary() : nullptr;
+}
+
+class LinuxRunTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (const auto missing = MockSystemBus::missingTools()) {
+            GTEST_SKIP() << "cannot start a mocked NetworkManager here: " << missing->toStdString();
+        }
+        MockSystemBus::Options options;
+        options.bluez = true;
+        bus_ = std::make_unique<MockSystemBus>(options);
+    }
+
+    // A home network joined over WPA2 on channel 6, a neighbour's NETGEAR on 5 GHz and a hidden
+    // network; scanned a moment ago; two paired Bluetooth devices, one connected.
+    QString joinHome() {
+        MockSystemBus::WiFiDeviceExtras extras;
+        extras.lastScan = bootTimeMs();
+        const QString device = bus_->addWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("wlp2s0"),
+                                                   nm::kDeviceStateActivated, extras);
+        const QString home = bus_->addAccessPoint(device, QStringLiteral("ap1"), QStringLiteral("Pemberton Home"),
+                                                  QStringLiteral("02:00:5E:10:00:01"), 2, 2437, 300000, 80, 0);
+        bus_->setAccessPointSecurity(home, 0x1, 0, 0x188);
+        const QString neighbour = bus_->addAccessPoint(device, QStringLiteral("ap2"), QStringLiteral("NETGEAR"),
+                                                       QStringLiteral("02:00:5E:10:00:02"), 2, 5180, 600000, 40, 0);
+        bus_->setAccessPointSecurity(neighbour, 0x1, 0, 0x188);
+        bus_->addAccessPoint(device, QStringLiteral("ap3"), QString(), QStringLiteral("02:00:5E:10:00:03"), 2,
+                             2412, 54000, 20, 0);
+        bus_->updateProperties(device, nm::kWirelessInterface,
+                               {{QStringLiteral("ActiveAccessPoint"), MockSystemBus::objectPath(home)}});
+        const QString connection = bus_->addWiFiConnection(device, QStringLiteral("home"),
+                                                           QStringLiteral("Pemberton Home"), QStringLiteral("wpa-psk"));
+        bus_->addActiveConnection({device}, connection, home, QStringLiteral("activeHome"), 2);
+        bus_->addIp4Config(device, QStringLiteral("ip4"), {{QStringLiteral("127.0.0.1"), 8}},
+                           QStringLiteral("127.0.0.1"));
+        bus_->addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
+        bus_->addBluetoothDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:66"), QStringLiteral("mouse"));
+        bus_->addBluetoothDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:67"), QStringLiteral("headset"));
+        bus_->pairDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:66"));
+        bus_->pairDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:67"));
+        bus_->connectDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:66"));
+        return device;
+    }
+
+    std::unique_ptr<MockSystemBus> bus_;
+};
+
+}  // namespace
+
+TEST_F(LinuxRunTest, AProfileOfTheMockedSystem) {
+    const QString device = joinHome();
+    const HostOutcome run = runHost(bus_->address(), {QStringLiteral("--backend"), QStringLiteral("linux")});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    ASSERT_TRUE(run.result) << run.out.toStdString();
+    EXPECT_EQ(run.result->value(QStringLiteral("statusCode"))->toInt(), 0);
+
+    const auto current = section(run, "currentNetworkData");
+    ASSERT_TRUE(current) << run.out.toStdString();
+    EXPECT_EQ(current->value(QStringLiteral("networkName"))->toString(), QStringLiteral("Pemberton Home"));
+    EXPECT_EQ(current->value(QStringLiteral("isUsingAmbiguousNetworkName")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("isUsingOpenSecurity")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("isUsingWPASecurity")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("security"))->toInt(), 3);  // WPA2-Personal
+    EXPECT_EQ(current->value(QStringLiteral("foundHiddenNetworks")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("isUsingLegacyRates")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("hasPoorSignal")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("RSSI"))->toInt(), -52);  // strength 80
+    EXPECT_FALSE(current->contains(QStringLiteral("beaconInterval")));
+
+    const auto device_ = section(run, "deviceData");
+    ASSERT_TRUE(device_) << run.out.toStdString();
+    EXPECT_EQ(device_->value(QStringLiteral("isUsingCustomDNS")), Value::boolean(false));
+
+    // The nl80211 tests are answered with an error that says what is missing.
+    EXPECT_TRUE(run.err.contains(
+        QStringLiteral("Long Beacon Interval failed with error: WiFiDiagnostics error 95: beacon interval needs "
+                       "nl80211")))
+        << run.err.toStdString();
+    // Scanned a moment ago: the profile asks for no scan of its own.
+    EXPECT_EQ(bus_->methodCallCount(device, QStringLiteral("RequestScan")), 0);
+}
+
+TEST_F(LinuxRunTest, AutoTakesTheRealSystemWhenNetworkManagerListsWiFi) {
+    joinHome();
+    const HostOutcome run = runHost(bus_->address(), {});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_FALSE(run.err.contains(QStringLiteral("profiling the simulated device"))) << run.err.toStdString();
+    const auto current = section(run, "currentNetworkData");
+    ASSERT_TRUE(current);
+    EXPECT_EQ(current->value(QStringLiteral("networkName"))->toString(), QStringLiteral("Pemberton Home"));
+}
+
+TEST_F(LinuxRunTest, WithoutAWiFiDeviceAutoProfilesTheSimulatedDeviceAndLinuxRefuses) {
+    const HostOutcome automatic = runHost(bus_->address(), {});
+    EXPECT_EQ(automatic.exitCode, 0);
+    EXPECT_TRUE(automatic.err.contains(
+        QStringLiteral("wifi-profile: NetworkManager lists no Wi-Fi device; profiling the simulated device")))
+        << automatic.err.toStdString();
+
+    const HostOutcome refused = runHost(bus_->address(), {QStringLiteral("--backend"), QStringLiteral("linux")});
+    EXPECT_EQ(refused.exitCode, 5);
+    EXPECT_TRUE(refused.err.contains(QStringLiteral("NetworkManager lists no Wi-Fi device; start NetworkManager")))
+        << refused.err.toStdString();
+    EXPECT_TRUE(refused.out.isEmpty());
+}
+
+TEST(LinuxRunWithoutBus, NoSystemBusMeansTheSimulatedDevice) {
+    const HostOutcome run = runHost(QStringLiteral("unix:path=/nonexistent/wifi-profile-test-bus"), {});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_TRUE(run.err.contains(
+        QStringLiteral("wifi-profile: no NetworkManager on the system bus; profiling the simulated device")))
+        << run.err.toStdString();
+    const HostOutcome refused =
+        runHost(QStringLiteral("unix:path=/nonexistent/wifi-profile-test-bus"), {QStringLiteral("--backend=linux")});
+    EXPECT_EQ(refused.exitCode, 5);
+    EXPECT_TRUE(refused.err.startsWith(QStringLiteral("wifi-profile: no NetworkManager on the system bus")))
+        << refused.err.toStdString();
+}
