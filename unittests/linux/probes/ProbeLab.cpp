@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <map>
 #include <vector>
@@ -203,6 +204,14 @@ LabRun runLab() {
         return run;
     }
     run.outcomes = parseOutcomes(lab.output);
+    // A run that ends badly although none of its tests failed (a sanitizer's report at exit, say)
+    // fails every live test, each with the run's errors.
+    const bool anyFailed = std::any_of(run.outcomes.begin(), run.outcomes.end(), [](const auto& entry) {
+        return entry.second.result == Result::Failed;
+    });
+    if (lab.exitCode != 0 && !anyFailed) {
+        run.outcomes.clear();
+    }
     if (!lab.startError.isEmpty()) {
         run.broken =
             QStringLiteral("cannot run %1: %2").arg(QStringLiteral(PROBE_LAB_SCRIPT), lab.startError);
@@ -213,8 +222,8 @@ LabRun runLab() {
         run.broken = QStringLiteral("the run inside the private network crashed");
     } else {
         run.broken = QStringLiteral(
-                         "the run inside the private network gave no outcome for this test "
-                         "(exit status %1)")
+                         "the run inside the private network ended with exit status %1 and no "
+                         "outcome for this test that explains it")
                          .arg(*lab.exitCode);
     }
     run.broken += QStringLiteral("\n--- its output ---\n%1\n--- its errors ---\n%2")
