@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 
@@ -88,20 +89,28 @@ void CancelToken::reset() {
 }
 
 WaitEnd CancelToken::waitForSocket(int socket, short events, Deadline deadline) const {
-    return waitForFd(socket, events, nullptr, deadline);
+    pollfd watched{socket, events, 0};
+    return waitForFds(&watched, 1, nullptr, deadline);
+}
+
+WaitEnd CancelToken::waitForAny(std::vector<pollfd>& fds, Deadline deadline) const {
+    return waitForFds(fds.data(), fds.size(), nullptr, deadline);
 }
 
 WaitEnd CancelToken::waitFor(const Completion& completion, Deadline deadline) const {
-    return waitForFd(completion.fd(), POLLIN, &completion, deadline);
+    pollfd watched{completion.fd(), POLLIN, 0};
+    return waitForFds(&watched, 1, &completion, deadline);
 }
 
 WaitEnd CancelToken::sleepUntil(Deadline deadline) const {
-    return waitForFd(-1, 0, nullptr, deadline);
+    return waitForFds(nullptr, 0, nullptr, deadline);
 }
 
-WaitEnd CancelToken::waitForFd(int fd, short events, const Completion* completion, Deadline deadline) const {
+WaitEnd CancelToken::waitForFds(pollfd* watched, std::size_t count, const Completion* completion,
+                                Deadline deadline) const {
     // A completion whose eventfd could not be made is looked at like the token without one.
     const bool sliced = fd_ < 0 || (completion && completion->fd() < 0);
+    std::vector<pollfd> fds(count + 1);
     for (;;) {
         if (isCancelled()) {
             return WaitEnd::Cancelled;
@@ -113,8 +122,9 @@ WaitEnd CancelToken::waitForFd(int fd, short events, const Completion* completio
         if (sliced && timeout > kFallbackSlice.count()) {
             timeout = static_cast<int>(kFallbackSlice.count());
         }
-        pollfd fds[2] = {{fd_, POLLIN, 0}, {fd, events, 0}};
-        const int ready = ::poll(fds, 2, timeout);
+        fds[0] = {fd_, POLLIN, 0};
+        std::copy(watched, watched + count, fds.begin() + 1);
+        const int ready = ::poll(fds.data(), fds.size(), timeout);
         if (ready < 0 && errno != EINTR) {
             // Out of kernel memory for the moment: look again a little later.
             ::poll(nullptr, 0, static_cast<int>(kFallbackSlice.count()));
@@ -123,8 +133,13 @@ WaitEnd CancelToken::waitForFd(int fd, short events, const Completion* completio
             if (fds[0].revents & POLLIN) {
                 return WaitEnd::Cancelled;
             }
+            bool any = false;
+            for (std::size_t i = 0; i < count; ++i) {
+                watched[i].revents = fds[i + 1].revents;
+                any = any || watched[i].revents != 0;
+            }
             // A completion is ready by its flag, which also hands over what was done before it.
-            if (fds[1].revents != 0 && (!completion || completion->isSignalled())) {
+            if (any && (!completion || completion->isSignalled())) {
                 return WaitEnd::Ready;
             }
         }

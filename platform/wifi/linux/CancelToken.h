@@ -7,11 +7,14 @@
 
 #include <QString>
 
+#include <poll.h>
+
 #include <atomic>
 #include <chrono>
 #include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace platform::linuxwifi {
 
@@ -94,11 +97,14 @@ class CancelToken {
 
     // Waits until the socket has one of events (poll() events), the deadline or a cancel.
     WaitEnd waitForSocket(int socket, short events, Deadline deadline) const;
+    // Waits until one of fds has one of its events; their revents tell which when Ready.
+    WaitEnd waitForAny(std::vector<pollfd>& fds, Deadline deadline) const;
     WaitEnd waitFor(const Completion& completion, Deadline deadline) const;
     WaitEnd sleepUntil(Deadline deadline) const;
 
   private:
-    WaitEnd waitForFd(int fd, short events, const Completion* completion, Deadline deadline) const;
+    WaitEnd waitForFds(pollfd* watched, std::size_t count, const Completion* completion,
+                       Deadline deadline) const;
 
     int fd_ = -1;
     std::atomic<bool> cancelled_{false};

@@ -2,7 +2,8 @@
 // HTTP probes of the internet check endpoint, for the Reach and Retrieve tests and the captive
 // portal check: Qt's network access on a thread of its own with its own event loop, called
 // synchronously from any other thread (a service worker, a plain thread), bounded in time and
-// cancellable.
+// cancellable. Each request opens a connection of its own, straight to the endpoint (never through
+// a proxy: the probe measures the network itself), without cache or cookies.
 
 #include "platform/wifi/linux/CancelToken.h"
 
@@ -40,7 +41,7 @@ class HttpProbe {
   public:
     // Starts the probe's network thread.
     HttpProbe();
-    // Aborts what is still in flight and ends the thread.
+    // Aborts what is still in flight and ends the thread; no call may be waiting then.
     ~HttpProbe();
     HttpProbe(const HttpProbe&) = delete;
     HttpProbe& operator=(const HttpProbe&) = delete;
@@ -57,14 +58,14 @@ class HttpProbe {
                                          const std::optional<QByteArray>& expectedBody,
                                          std::chrono::milliseconds timeout, const CancelToken& cancel);
 
-    struct Exchange;
-
   private:
+    struct Exchange;
+    class Network;
+
     std::shared_ptr<Exchange> exchange(const QUrl& url, bool head, std::chrono::milliseconds timeout,
                                        const CancelToken& cancel, platform::ErrorRef* error);
 
     QThread* thread_ = nullptr;
-    class Network;
     Network* network_ = nullptr;  // lives in thread_
 };
 

@@ -1,27 +1,27 @@
 #include "platform/wifi/linux/IcmpEcho.h"
 
-#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 #include <QRegularExpression>
-#include <QSocketNotifier>
 #include <QStandardPaths>
 #include <QStringList>
-#include <QTimer>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <ifaddrs.h>
 #include <netinet/in.h>
 #include <netinet/ip_icmp.h>
 #include <poll.h>
+#include <spawn.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstring>
 #include <numeric>
 
@@ -242,6 +242,146 @@ QString secondsArgument(milliseconds duration) {
     return QString::number(static_cast<double>(duration.count()) / 1000.0, 'f', 3);
 }
 
+// How a program run by runProgram() went.
+struct ProgramRun {
+    int startError = 0;  // errno of a start that failed
+    bool cancelled = false;
+    bool timedOut = false;
+    std::optional<int> exitCode;  // absent when it ended by a signal, or its end could not be seen
+    QByteArray output;
+    QByteArray errors;
+};
+
+// The environment of this process with LC_ALL=C, so a program prints numbers as the parser reads them.
+std::vector<QByteArray> programEnvironment() {
+    std::vector<QByteArray> entries;
+    for (char** entry = environ; *entry; ++entry) {
+        if (!QByteArray(*entry).startsWith("LC_ALL=")) {
+            entries.emplace_back(*entry);
+        }
+    }
+    entries.emplace_back("LC_ALL=C");
+    return entries;
+}
+
+// Runs program with arguments, without a shell, and collects what it prints until it ends. A cancel
+// or the deadline kills it at once. posix_spawn rather than QProcess: it needs no event loop on the
+// calling worker thread, and the thread checker of the project's CI can follow it.
+ProgramRun runProgram(const QString& program, const QStringList& arguments, const CancelToken& cancel,
+                      Deadline deadline) {
+    ProgramRun run;
+    int outputPipe[2] = {-1, -1};
+    int errorPipe[2] = {-1, -1};
+    if (::pipe2(outputPipe, O_CLOEXEC) != 0) {
+        run.startError = errno;
+        return run;
+    }
+    const ScopedFd output(outputPipe[0]);
+    std::optional<ScopedFd> outputEnd(std::in_place, outputPipe[1]);
+    if (::pipe2(errorPipe, O_CLOEXEC) != 0) {
+        run.startError = errno;
+        return run;
+    }
+    const ScopedFd errors(errorPipe[0]);
+    std::optional<ScopedFd> errorsEnd(std::in_place, errorPipe[1]);
+
+    const QByteArray path = QFile::encodeName(program);
+    std::vector<QByteArray> argumentBytes{path};
+    for (const QString& argument : arguments) {
+        argumentBytes.push_back(argument.toLocal8Bit());
+    }
+    std::vector<char*> argv;
+    for (QByteArray& argument : argumentBytes) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+    std::vector<QByteArray> environmentBytes = programEnvironment();
+    std::vector<char*> envp;
+    for (QByteArray& entry : environmentBytes) {
+        envp.push_back(entry.data());
+    }
+    envp.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    ::posix_spawn_file_actions_adddup2(&actions, outputPipe[1], 1);
+    ::posix_spawn_file_actions_adddup2(&actions, errorPipe[1], 2);
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    sigset_t signalSet;
+    sigemptyset(&signalSet);
+    ::posix_spawnattr_setsigmask(&attributes, &signalSet);
+    sigaddset(&signalSet, SIGPIPE);
+    ::posix_spawnattr_setsigdefault(&attributes, &signalSet);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    pid_t pid = 0;
+    const int started =
+        ::posix_spawn(&pid, path.constData(), &actions, &attributes, argv.data(), envp.data());
+    ::posix_spawn_file_actions_destroy(&actions);
+    ::posix_spawnattr_destroy(&attributes);
+    outputEnd.reset();
+    errorsEnd.reset();
+    if (started != 0) {
+        run.startError = started;
+        return run;
+    }
+
+    std::vector<pollfd> watched{{output.get(), POLLIN, 0}, {errors.get(), POLLIN, 0}};
+    QByteArray* collected[2] = {&run.output, &run.errors};
+    while (watched[0].fd >= 0 || watched[1].fd >= 0) {
+        const WaitEnd end = cancel.waitForAny(watched, deadline);
+        if (end != WaitEnd::Ready) {
+            run.cancelled = end == WaitEnd::Cancelled;
+            run.timedOut = end == WaitEnd::TimedOut;
+            break;
+        }
+        for (std::size_t i = 0; i < watched.size(); ++i) {
+            if (watched[i].fd < 0 || watched[i].revents == 0) {
+                continue;
+            }
+            char buffer[4096];
+            const ssize_t size = ::read(watched[i].fd, buffer, sizeof buffer);
+            if (size > 0) {
+                collected[i]->append(buffer, size);
+            } else if (size == 0 || errno != EINTR) {
+                watched[i].fd = -1;  // its end: poll() leaves a negative descriptor alone
+            }
+        }
+    }
+    // A program that closed its output is about to end; one that is cancelled or late ends now.
+    bool killed = run.cancelled || run.timedOut;
+    if (killed) {
+        ::kill(pid, SIGKILL);
+    }
+    for (;;) {
+        int status = 0;
+        const pid_t ended = ::waitpid(pid, &status, WNOHANG);
+        if (ended == pid) {
+            if (WIFEXITED(status)) {
+                run.exitCode = WEXITSTATUS(status);
+            }
+            break;
+        }
+        if (ended < 0 && errno != EINTR) {
+            break;  // reaped elsewhere (children ignored): its end is not to be seen
+        }
+        if (!killed && cancel.sleepUntil(std::min(steady_clock::now() + milliseconds(10), deadline)) ==
+                           WaitEnd::Cancelled) {
+            run.cancelled = true;
+        } else if (!killed && steady_clock::now() >= deadline) {
+            run.timedOut = true;
+        } else if (killed) {
+            ::poll(nullptr, 0, 5);
+        }
+        if (!killed && (run.cancelled || run.timedOut)) {
+            ::kill(pid, SIGKILL);
+            killed = true;
+        }
+    }
+    return run;
+}
+
 }  // namespace
 
 QString systemPingProgram() {
@@ -348,89 +488,46 @@ ProbeOutcome<PingSeries> pingSeriesWithProgram(const PingRequest& request, const
         return interfaceName.error();
     }
     const milliseconds interval = std::max(request.interval, kLeastProgramInterval);
-    QProcess process;
-    process.setProgram(pingProgram);
-    process.setArguments({QStringLiteral("-n"), QStringLiteral("-c"), QString::number(request.count),
-                          QStringLiteral("-i"), secondsArgument(interval), QStringLiteral("-W"),
-                          secondsArgument(request.replyTimeout), request.target.toString()});
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
-    process.setProcessEnvironment(environment);
-
     // The program's own time, and some more for it to start and end.
     const milliseconds allowed = interval * request.count + request.replyTimeout + milliseconds(2000);
-    QEventLoop loop;
-    bool cancelled = cancel.isCancelled();
-    bool timedOut = false;
-    QObject::connect(&process, &QProcess::finished, &loop, &QEventLoop::quit);
-    QObject::connect(&process, &QProcess::errorOccurred, &loop, [&](QProcess::ProcessError error) {
-        if (error == QProcess::FailedToStart) {
-            loop.quit();
-        }
-    });
-    QTimer deadline;
-    deadline.setSingleShot(true);
-    QObject::connect(&deadline, &QTimer::timeout, &loop, [&] {
-        timedOut = true;
-        loop.quit();
-    });
-    QTimer cancelCheck;  // used only when the token has no file descriptor to watch
-    std::optional<QSocketNotifier> cancelNotifier;
-    if (cancel.fd() >= 0) {
-        cancelNotifier.emplace(static_cast<qintptr>(cancel.fd()), QSocketNotifier::Read);
-        QObject::connect(&*cancelNotifier, &QSocketNotifier::activated, &loop, [&] {
-            cancelled = true;
-            loop.quit();
-        });
-    } else {
-        QObject::connect(&cancelCheck, &QTimer::timeout, &loop, [&] {
-            if (cancel.isCancelled()) {
-                cancelled = true;
-                loop.quit();
-            }
-        });
-        cancelCheck.start(10);
-    }
-    if (!cancelled) {
-        process.start();
-        deadline.start(allowed);
-        if (process.state() != QProcess::NotRunning) {
-            loop.exec();
-        }
-    }
-    if (process.state() != QProcess::NotRunning) {
-        process.kill();
-        process.waitForFinished(1000);
-    }
-    if (cancelled) {
+    const ProgramRun run =
+        runProgram(pingProgram,
+                   {QStringLiteral("-n"), QStringLiteral("-c"), QString::number(request.count),
+                    QStringLiteral("-i"), secondsArgument(interval), QStringLiteral("-W"),
+                    secondsArgument(request.replyTimeout), request.target.toString()},
+                   cancel, deadlineAfter(allowed));
+    if (run.cancelled) {
         return probeError(probecode::kCancelled,
                           QStringLiteral("the ping of %1 was cancelled").arg(request.target.toString()));
     }
-    if (process.error() == QProcess::FailedToStart) {
+    if (run.startError != 0) {
         return probeError(
             probecode::kSystem,
-            QStringLiteral("cannot run the ping program %1: %2").arg(pingProgram, process.errorString()));
+            QStringLiteral("cannot run the ping program %1: %2").arg(pingProgram, errnoText(run.startError)));
     }
-    if (timedOut) {
+    if (run.timedOut) {
         return probeError(probecode::kTimedOut, QStringLiteral("the ping program %1 did not end within %2")
                                                     .arg(pingProgram, describeDuration(allowed)));
     }
-    const QString errors = QString::fromLocal8Bit(process.readAllStandardError()).trimmed();
-    // The program answers 0 with replies, 1 without any, and something else when it failed.
-    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() > 1) {
+    const QString errors = QString::fromLocal8Bit(run.errors).trimmed();
+    const PingProgramOutput output = parsePingOutput(QString::fromLocal8Bit(run.output));
+    // The program answers 0 with replies, and 1 without any after its summary; anything else, or no
+    // summary where one is due, means it failed.
+    const bool answered = run.exitCode == 0 || output.transmitted.has_value();
+    if (!answered) {
         const bool refused = errors.contains(QLatin1String("Operation not permitted")) ||
                              errors.contains(QLatin1String("Permission denied"));
         if (refused) {
             return refusedError(EPERM, QStringLiteral("and the ping program %1 may not ping either (%2)")
                                            .arg(pingProgram, errors.simplified()));
         }
-        return probeError(probecode::kSystem,
-                          QStringLiteral("the ping program %1 failed (exit status %2): %3")
-                              .arg(pingProgram)
-                              .arg(process.exitCode())
-                              .arg(errors.isEmpty() ? QStringLiteral("no message") : errors));
+        const QString how = run.exitCode ? QStringLiteral("exit status %1").arg(*run.exitCode)
+                                         : QStringLiteral("ended by a signal or unobserved");
+        return probeError(
+            probecode::kSystem,
+            QStringLiteral("the ping program %1 failed (%2): %3")
+                .arg(pingProgram, how, errors.isEmpty() ? QStringLiteral("no message") : errors));
     }
-    const PingProgramOutput output = parsePingOutput(QString::fromLocal8Bit(process.readAllStandardOutput()));
     PingSeries series;
     series.sent = output.transmitted.value_or(request.count);
     series.roundTripsMs = output.roundTripsMs;

@@ -157,6 +157,24 @@ TEST(ProbeLoopback, OutgoingInterfaceOfLoopbackIsLo) {
     EXPECT_EQ(name.value(), QStringLiteral("lo"));
 }
 
+TEST(ProbeLoopback, PingProgramThatCannotRunIsError5) {
+    // The target is only looked up in the routing table; the program never starts.
+    CancelToken token;
+    expectError(
+        pingSeriesWithProgram(pingOf(QStringLiteral("127.0.0.1")), token, QStringLiteral("/nonexistent/ping"))
+            .error(),
+        5, QStringLiteral("cannot run the ping program /nonexistent/ping: No such file or directory"));
+}
+
+TEST(ProbeLoopback, PingProgramThatFailsIsError5WithWhatItSaid) {
+    // A program that pings nothing at all: it fails without a summary of a series.
+    CancelToken token;
+    expectError(
+        pingSeriesWithProgram(pingOf(QStringLiteral("127.0.0.1")), token, QStringLiteral("/bin/false"))
+            .error(),
+        5, QStringLiteral("the ping program /bin/false failed (exit status 1): no message"));
+}
+
 TEST(ProbeLoopback, HttpProbeReadsAnAnswerOnLoopback) {
     LoopbackServer server(
         "HTTP/1.1 302 Found\r\nLocation: http://portal.test/\r\nContent-Length: 0\r\n"

@@ -70,6 +70,19 @@ class FileSetting {
     QByteArray previous_;
 };
 
+// Runs job on a thread in a network of its own that has nothing, not even a route, and answers its
+// outcome.
+template <class Job>
+auto inEmptyNetwork(Job job) {
+    std::optional<decltype(job())> outcome;
+    std::thread lonely([&] {
+        ASSERT_EQ(::unshare(CLONE_NEWNET), 0) << "cannot make an empty network";
+        outcome = job();
+    });
+    lonely.join();
+    return outcome;
+}
+
 // Runs job on a thread that has entered the refusing client's network, and answers its outcome.
 template <class Job>
 auto inRefusingClient(Job job) {
@@ -219,6 +232,18 @@ TEST(LiveProbesPing, PingProgramCountsLostRequests) {
     ASSERT_TRUE(outcome.ok()) << errorText(outcome.error());
     EXPECT_EQ(outcome.value().sent, 2);
     EXPECT_TRUE(outcome.value().roundTripsMs.empty());
+}
+
+TEST(LiveProbesPing, NoRouteToTheTargetIsError65) {
+    RUN_INSIDE_PROBE_LAB();
+    CancelToken token;
+    const auto outcome =
+        inEmptyNetwork([&] { return pingSeries(request(kGateway, 3, 20ms, 500ms), token, QString()); });
+    ASSERT_TRUE(outcome.has_value());
+    ASSERT_FALSE(outcome->ok());
+    EXPECT_EQ(outcome->error()->code, 65);
+    EXPECT_EQ(outcome->error()->text,
+              QStringLiteral("there is no route to 10.10.1.1: Network is unreachable"));
 }
 
 TEST(LiveProbesPing, CancelEndsASeriesAtOnce) {

@@ -1,13 +1,22 @@
 #include "unittests/linux/probes/ProbeLab.h"
 
 #include <QCoreApplication>
-#include <QProcess>
-#include <QProcessEnvironment>
+#include <QFile>
 #include <QStringList>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
 #include <map>
+#include <vector>
 
 namespace probelab {
 
@@ -28,6 +37,85 @@ struct LabRun {
     QString broken;       // why the run inside went wrong; every live test without an outcome fails
     std::map<QString, Outcome> outcomes;
 };
+
+// How a program run by runProgram() ended.
+struct ProgramRun {
+    QString startError;  // why it did not start
+    bool timedOut = false;
+    std::optional<int> exitCode;  // absent when it ended by a signal
+    QString output;
+    QString errors;
+};
+
+// Runs a program without a shell (posix_spawn: the thread checker cannot follow QProcess's start of
+// a child), with the environment less the variables named, until it ends or timeoutMs passes
+// (then it is killed). Its output goes through files, so no pipe can fill up.
+ProgramRun runProgram(const QStringList& command, const QStringList& unset, int timeoutMs) {
+    ProgramRun run;
+    QTemporaryDir folder;
+    if (!folder.isValid()) {
+        run.startError = QStringLiteral("no temporary folder");
+        return run;
+    }
+    const QByteArray outputPath = QFile::encodeName(folder.filePath(QStringLiteral("output")));
+    const QByteArray errorsPath = QFile::encodeName(folder.filePath(QStringLiteral("errors")));
+    std::vector<QByteArray> arguments;
+    for (const QString& part : command) {
+        arguments.push_back(QFile::encodeName(part));
+    }
+    std::vector<char*> argv;
+    for (QByteArray& argument : arguments) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+    std::vector<QByteArray> environment;
+    for (char** entry = environ; *entry; ++entry) {
+        const QByteArray variable(*entry);
+        if (!unset.contains(QString::fromLocal8Bit(variable.left(variable.indexOf('='))))) {
+            environment.push_back(variable);
+        }
+    }
+    std::vector<char*> envp;
+    for (QByteArray& entry : environment) {
+        envp.push_back(entry.data());
+    }
+    envp.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, outputPath.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, errorsPath.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    pid_t pid = 0;
+    const int started = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (started != 0) {
+        run.startError = QString::fromLocal8Bit(strerror(started));
+        return run;
+    }
+    int status = 0;
+    for (int waited = 0;; waited += 10) {
+        const pid_t ended = waitpid(pid, &status, WNOHANG);
+        if (ended == pid || (ended < 0 && errno != EINTR)) {
+            break;
+        }
+        if (waited >= timeoutMs && !run.timedOut) {
+            run.timedOut = true;
+            kill(pid, SIGKILL);
+        }
+        poll(nullptr, 0, 10);
+    }
+    if (WIFEXITED(status)) {
+        run.exitCode = WEXITSTATUS(status);
+    }
+    auto read = [](const QByteArray& path) {
+        QFile file(QFile::decodeName(path));
+        return file.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(file.readAll()) : QString();
+    };
+    run.output = read(outputPath);
+    run.errors = read(errorsPath).trimmed();
+    return run;
+}
 
 QString currentTestName() {
     const testing::TestInfo* info = testing::UnitTest::GetInstance()->current_test_info();
@@ -92,55 +180,54 @@ std::map<QString, Outcome> parseOutcomes(const QString& output) {
 
 LabRun runLab() {
     LabRun run;
-    QProcess check;
-    check.start(QStringLiteral("unshare"), {QStringLiteral("--user"), QStringLiteral("--map-root-user"),
-                                            QStringLiteral("--net"), QStringLiteral("true")});
-    if (!check.waitForFinished(10'000) || check.exitStatus() != QProcess::NormalExit ||
-        check.exitCode() != 0) {
+    const ProgramRun check =
+        runProgram({QStringLiteral("unshare"), QStringLiteral("--user"), QStringLiteral("--map-root-user"),
+                    QStringLiteral("--net"), QStringLiteral("true")},
+                   {}, 10'000);
+    if (check.exitCode != 0) {
         run.unavailable = QStringLiteral(
                               "this machine cannot make a user and network namespace "
                               "(unshare --user --map-root-user --net: %1)")
-                              .arg(check.error() == QProcess::FailedToStart
-                                       ? check.errorString()
-                                       : QString::fromLocal8Bit(check.readAllStandardError()).trimmed());
+                              .arg(check.startError.isEmpty() ? check.errors : check.startError);
         return run;
     }
 
-    QProcess lab;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (const char* name : {"GTEST_TOTAL_SHARDS", "GTEST_SHARD_INDEX", "GTEST_OUTPUT", "GTEST_FILTER",
-                             "PROBE_LAB", "PROBE_LAB_DIR"}) {
-        environment.remove(QString::fromLatin1(name));
-    }
-    lab.setProcessEnvironment(environment);
-    lab.start(QStringLiteral(PROBE_LAB_SCRIPT),
-              {QCoreApplication::applicationFilePath(), QStringLiteral("--gtest_filter=") + liveTestFilter(),
-               QStringLiteral("--gtest_color=no")});
-    const bool ended = lab.waitForFinished(kLabTimeoutMs);
-    if (!ended) {
-        lab.kill();
-        lab.waitForFinished(5'000);
-    }
-    const QString output = QString::fromLocal8Bit(lab.readAllStandardOutput());
-    const QString errors = QString::fromLocal8Bit(lab.readAllStandardError()).trimmed();
-    if (ended && lab.exitStatus() == QProcess::NormalExit && lab.exitCode() == kLabUnavailable) {
-        run.unavailable = QStringLiteral("the private network could not be made: %1").arg(errors);
+    const ProgramRun lab =
+        runProgram({QStringLiteral(PROBE_LAB_SCRIPT), QCoreApplication::applicationFilePath(),
+                    QStringLiteral("--gtest_filter=") + liveTestFilter(), QStringLiteral("--gtest_color=no")},
+                   {QStringLiteral("GTEST_TOTAL_SHARDS"), QStringLiteral("GTEST_SHARD_INDEX"),
+                    QStringLiteral("GTEST_OUTPUT"), QStringLiteral("GTEST_FILTER"),
+                    QStringLiteral("PROBE_LAB"), QStringLiteral("PROBE_LAB_DIR")},
+                   kLabTimeoutMs);
+    if (lab.exitCode == kLabUnavailable) {
+        run.unavailable = QStringLiteral("the private network could not be made: %1").arg(lab.errors);
         return run;
     }
-    run.outcomes = parseOutcomes(output);
-    if (!ended) {
+    run.outcomes = parseOutcomes(lab.output);
+    // A run that ends badly although none of its tests failed (a sanitizer's report at exit, say)
+    // fails every live test, each with the run's errors.
+    const bool anyFailed = std::any_of(run.outcomes.begin(), run.outcomes.end(), [](const auto& entry) {
+        return entry.second.result == Result::Failed;
+    });
+    if (lab.exitCode != 0 && !anyFailed) {
+        run.outcomes.clear();
+    }
+    if (!lab.startError.isEmpty()) {
+        run.broken =
+            QStringLiteral("cannot run %1: %2").arg(QStringLiteral(PROBE_LAB_SCRIPT), lab.startError);
+    } else if (lab.timedOut) {
         run.broken = QStringLiteral("the run inside the private network did not end within %1 s")
                          .arg(kLabTimeoutMs / 1000);
-    } else if (lab.exitStatus() != QProcess::NormalExit) {
+    } else if (!lab.exitCode) {
         run.broken = QStringLiteral("the run inside the private network crashed");
     } else {
         run.broken = QStringLiteral(
-                         "the run inside the private network gave no outcome for this test "
-                         "(exit status %1)")
-                         .arg(lab.exitCode());
+                         "the run inside the private network ended with exit status %1 and no "
+                         "outcome for this test that explains it")
+                         .arg(*lab.exitCode);
     }
     run.broken += QStringLiteral("\n--- its output ---\n%1\n--- its errors ---\n%2")
-                      .arg(output.right(4000), errors.right(4000));
+                      .arg(lab.output.right(4000), lab.errors.right(4000));
     return run;
 }
 
