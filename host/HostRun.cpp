@@ -299,6 +299,11 @@ int HostRun::drainAndReport(int code) {
     controller_.reset();
     inputs_.reset();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    // The backend goes while the application is still there: the real system's holds a bus
+    // connection and a watcher that need it.
+    platform::installWiFiBackend(nullptr);
+    backend_.reset();
+    linux_.reset();
 
     // A handle held after teardown, or released once too often, is a bug of the diagnostic.
     if (reportHandles(events_) && code == kExitFinished) {

@@ -3,7 +3,10 @@
 set -euo pipefail
 packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools libgl-dev libgtest-dev libgmock-dev
           libbenchmark-dev clang-format
-          clang libclang-rt-14-dev)  # the fuzz targets: clang with libFuzzer and the sanitizers
+          clang libclang-rt-14-dev  # the fuzz targets: clang with libFuzzer and the sanitizers
+          # the real-system backend's tests: mocked NetworkManager and BlueZ on a private bus, and
+          # private networks in namespaces with a resolver, NAT routers and the ping program
+          python3-dbusmock dbus dnsmasq-base nftables iproute2 iputils-ping)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

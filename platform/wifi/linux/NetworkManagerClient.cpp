@@ -1,5 +1,7 @@
 #include "platform/wifi/linux/NetworkManagerClient.h"
 
+#include <QCoreApplication>
+
 #include <QDBusObjectPath>
 
 #include <arpa/inet.h>
@@ -111,6 +113,9 @@ WirelessEnabledWatcher::WirelessEnabledWatcher(QDBusConnection connection, QObje
 }
 
 WirelessEnabledWatcher::~WirelessEnabledWatcher() {
+    if (!QCoreApplication::instance()) {
+        return;  // the bus connections are gone with the application; nothing is left to undo
+    }
     connection_.disconnect(nm::kService, nm::kManagerPath, kPropertiesInterface,
                            QStringLiteral("PropertiesChanged"), this,
                            SLOT(onPropertiesChanged(QString, QVariantMap, QStringList)));

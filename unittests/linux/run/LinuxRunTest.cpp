@@ -92,24 +92,29 @@ class LinuxRunTest : public ::testing::Test {
         extras.lastScan = bootTimeMs();
         const QString device = bus_->addWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("wlp2s0"),
                                                    nm::kDeviceStateActivated, extras);
-        const QString home = bus_->addAccessPoint(device, QStringLiteral("ap1"), QStringLiteral("Pemberton Home"),
-                                                  QStringLiteral("02:00:5E:10:00:01"), 2, 2437, 300000, 80, 0);
-        bus_->setAccessPointSecurity(home, 0x1, 0, 0x188);
-        const QString neighbour = bus_->addAccessPoint(device, QStringLiteral("ap2"), QStringLiteral("NETGEAR"),
-                                                       QStringLiteral("02:00:5E:10:00:02"), 2, 5180, 600000, 40, 0);
+        const QString home =
+            bus_->addAccessPoint(device, QStringLiteral("ap1"), QStringLiteral("Pemberton Home"),
+                                 QStringLiteral("00:1A:2B:10:00:01"), 2, 2437, 300000, 80, 0x100);
+        const QString neighbour =
+            bus_->addAccessPoint(device, QStringLiteral("ap2"), QStringLiteral("NETGEAR"),
+                                 QStringLiteral("00:1A:2B:10:00:02"), 2, 5180, 600000, 40, 0);
         bus_->setAccessPointSecurity(neighbour, 0x1, 0, 0x188);
-        bus_->addAccessPoint(device, QStringLiteral("ap3"), QString(), QStringLiteral("02:00:5E:10:00:03"), 2,
+        bus_->addAccessPoint(device, QStringLiteral("ap3"), QString(), QStringLiteral("00:1A:2B:10:00:03"), 2,
                              2412, 54000, 20, 0);
         bus_->updateProperties(device, nm::kWirelessInterface,
                                {{QStringLiteral("ActiveAccessPoint"), MockSystemBus::objectPath(home)}});
-        const QString connection = bus_->addWiFiConnection(device, QStringLiteral("home"),
-                                                           QStringLiteral("Pemberton Home"), QStringLiteral("wpa-psk"));
+        const QString connection = bus_->addWiFiConnection(
+            device, QStringLiteral("home"), QStringLiteral("Pemberton Home"), QStringLiteral("wpa-psk"));
         bus_->addActiveConnection({device}, connection, home, QStringLiteral("activeHome"), 2);
+        // WPA2: CCMP in the RSN element only (the connection above was saved from the PSK flag).
+        bus_->setAccessPointSecurity(home, 0x1, 0, 0x188);
         bus_->addIp4Config(device, QStringLiteral("ip4"), {{QStringLiteral("127.0.0.1"), 8}},
                            QStringLiteral("127.0.0.1"));
         bus_->addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
-        bus_->addBluetoothDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:66"), QStringLiteral("mouse"));
-        bus_->addBluetoothDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:67"), QStringLiteral("headset"));
+        bus_->addBluetoothDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:66"),
+                                 QStringLiteral("mouse"));
+        bus_->addBluetoothDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:67"),
+                                 QStringLiteral("headset"));
         bus_->pairDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:66"));
         bus_->pairDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:67"));
         bus_->connectDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:66"));
@@ -124,11 +129,11 @@ class LinuxRunTest : public ::testing::Test {
 TEST_F(LinuxRunTest, AProfileOfTheMockedSystem) {
     const QString device = joinHome();
     const HostOutcome run = runHost(bus_->address(), {QStringLiteral("--backend"), QStringLiteral("linux")});
-    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    ASSERT_EQ(run.exitCode, 0) << run.err.right(1500).toStdString();
     ASSERT_TRUE(run.result) << run.out.toStdString();
     EXPECT_EQ(run.result->value(QStringLiteral("statusCode"))->toInt(), 0);
 
-    const auto current = section(run, "currentNetworkData");
+    const auto current = section(run, "currentNetwork");
     ASSERT_TRUE(current) << run.out.toStdString();
     EXPECT_EQ(current->value(QStringLiteral("networkName"))->toString(), QStringLiteral("Pemberton Home"));
     EXPECT_EQ(current->value(QStringLiteral("isUsingAmbiguousNetworkName")), Value::boolean(false));
@@ -140,15 +145,28 @@ TEST_F(LinuxRunTest, AProfileOfTheMockedSystem) {
     EXPECT_EQ(current->value(QStringLiteral("hasPoorSignal")), Value::boolean(false));
     EXPECT_EQ(current->value(QStringLiteral("RSSI"))->toInt(), -52);  // strength 80
     EXPECT_FALSE(current->contains(QStringLiteral("beaconInterval")));
+    EXPECT_EQ(current->value(QStringLiteral("isLumoPersonalHotspot")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("currentChannel"))->toInt(), 6);
+    EXPECT_EQ(current->value(QStringLiteral("isIPv4Assigned")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("resolvedDNS")), Value::boolean(true));     // localhost
+    EXPECT_EQ(current->value(QStringLiteral("reachedOrvane")), Value::boolean(false));  // nobody on port 9
+    const auto preferred = current->value(QStringLiteral("preferredNetwork"));
+    ASSERT_TRUE(preferred && preferred->kind() == Value::Kind::Dictionary);
+    EXPECT_EQ(preferred->toDictionary()->value(QStringLiteral("SSID"))->toString(),
+              QStringLiteral("Pemberton Home"));
+    EXPECT_EQ(preferred->toDictionary()->value(QStringLiteral("security"))->toInt(), 3);
 
-    const auto device_ = section(run, "deviceData");
+    const auto device_ = section(run, "device");
     ASSERT_TRUE(device_) << run.out.toStdString();
     EXPECT_EQ(device_->value(QStringLiteral("isUsingCustomDNS")), Value::boolean(false));
+    EXPECT_EQ(device_->value(QStringLiteral("bluetoothPairedCount"))->toInt(), 2);
+    EXPECT_EQ(device_->value(QStringLiteral("bluetoothConnectedCount"))->toInt(), 1);
+    EXPECT_EQ(device_->value(QStringLiteral("preferredNetworkListCount"))->toInt(), 1);
 
     // The nl80211 tests are answered with an error that says what is missing.
-    EXPECT_TRUE(run.err.contains(
-        QStringLiteral("Long Beacon Interval failed with error: WiFiDiagnostics error 95: beacon interval needs "
-                       "nl80211")))
+    EXPECT_TRUE(run.err.contains(QStringLiteral(
+        "Long Beacon Interval failed with error: WiFiDiagnostics error 95: beacon interval needs "
+        "nl80211")))
         << run.err.toStdString();
     // Scanned a moment ago: the profile asks for no scan of its own.
     EXPECT_EQ(bus_->methodCallCount(device, QStringLiteral("RequestScan")), 0);
@@ -157,9 +175,9 @@ TEST_F(LinuxRunTest, AProfileOfTheMockedSystem) {
 TEST_F(LinuxRunTest, AutoTakesTheRealSystemWhenNetworkManagerListsWiFi) {
     joinHome();
     const HostOutcome run = runHost(bus_->address(), {});
-    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(run.exitCode, 0) << run.err.right(1500).toStdString();
     EXPECT_FALSE(run.err.contains(QStringLiteral("profiling the simulated device"))) << run.err.toStdString();
-    const auto current = section(run, "currentNetworkData");
+    const auto current = section(run, "currentNetwork");
     ASSERT_TRUE(current);
     EXPECT_EQ(current->value(QStringLiteral("networkName"))->toString(), QStringLiteral("Pemberton Home"));
 }
@@ -171,9 +189,11 @@ TEST_F(LinuxRunTest, WithoutAWiFiDeviceAutoProfilesTheSimulatedDeviceAndLinuxRef
         QStringLiteral("wifi-profile: NetworkManager lists no Wi-Fi device; profiling the simulated device")))
         << automatic.err.toStdString();
 
-    const HostOutcome refused = runHost(bus_->address(), {QStringLiteral("--backend"), QStringLiteral("linux")});
+    const HostOutcome refused =
+        runHost(bus_->address(), {QStringLiteral("--backend"), QStringLiteral("linux")});
     EXPECT_EQ(refused.exitCode, 5);
-    EXPECT_TRUE(refused.err.contains(QStringLiteral("NetworkManager lists no Wi-Fi device; start NetworkManager")))
+    EXPECT_TRUE(
+        refused.err.contains(QStringLiteral("NetworkManager lists no Wi-Fi device; start NetworkManager")))
         << refused.err.toStdString();
     EXPECT_TRUE(refused.out.isEmpty());
 }
@@ -184,8 +204,8 @@ TEST(LinuxRunWithoutBus, NoSystemBusMeansTheSimulatedDevice) {
     EXPECT_TRUE(run.err.contains(
         QStringLiteral("wifi-profile: no NetworkManager on the system bus; profiling the simulated device")))
         << run.err.toStdString();
-    const HostOutcome refused =
-        runHost(QStringLiteral("unix:path=/nonexistent/wifi-profile-test-bus"), {QStringLiteral("--backend=linux")});
+    const HostOutcome refused = runHost(QStringLiteral("unix:path=/nonexistent/wifi-profile-test-bus"),
+                                        {QStringLiteral("--backend=linux")});
     EXPECT_EQ(refused.exitCode, 5);
     EXPECT_TRUE(refused.err.startsWith(QStringLiteral("wifi-profile: no NetworkManager on the system bus")))
         << refused.err.toStdString();
