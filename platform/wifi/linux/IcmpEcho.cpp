@@ -556,27 +556,4 @@ PingProgramOutput parsePingOutput(const QString& output) {
     return parsed;
 }
 
-platform::WiFiPingResult pingStatistics(const PingSeries& series, double timestamp) {
-    platform::WiFiPingResult result;
-    result.interfaceName = series.interfaceName;
-    result.count = series.sent;
-    result.timestamp = timestamp;
-    const auto& trips = series.roundTripsMs;
-    const double replies = static_cast<double>(trips.size());
-    result.packetLoss =
-        series.sent > 0 ? std::max(0.0, 100.0 * (series.sent - replies) / series.sent) : 100.0;
-    if (trips.empty()) {
-        return result;
-    }
-    result.min = *std::min_element(trips.begin(), trips.end());
-    result.max = *std::max_element(trips.begin(), trips.end());
-    result.avg = std::accumulate(trips.begin(), trips.end(), 0.0) / replies;
-    double squares = 0.0;
-    for (double trip : trips) {
-        squares += (trip - result.avg) * (trip - result.avg);
-    }
-    result.stddev = std::sqrt(squares / replies);
-    return result;
-}
-
 }  // namespace platform::linuxwifi

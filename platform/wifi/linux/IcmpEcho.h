@@ -54,11 +54,6 @@ struct PingProgramOutput {
 };
 PingProgramOutput parsePingOutput(const QString& output);
 
-// The statistics of a series as the service reports them: loss in percent, and minimum, maximum,
-// average and standard deviation (of the population) of the round trips in ms, all 0 without
-// replies. timestamp counts seconds since 2001-01-01 00:00:00 UTC.
-platform::WiFiPingResult pingStatistics(const PingSeries& series, double timestamp);
-
 // The interface a packet to target would leave through, from the kernel's routing decision for a
 // datagram socket (nothing is sent); error 65 when there is no route to it.
 ProbeOutcome<std::optional<QString>> outgoingInterface(const QHostAddress& target);

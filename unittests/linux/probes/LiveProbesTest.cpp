@@ -7,6 +7,7 @@
 #include "platform/wifi/linux/DnsProbe.h"
 #include "platform/wifi/linux/HttpProbe.h"
 #include "platform/wifi/linux/IcmpEcho.h"
+#include "platform/wifi/linux/PingStatistics.h"
 #include "platform/wifi/linux/RouteTable.h"
 #include "platform/wifi/linux/SecondHop.h"
 
@@ -145,14 +146,15 @@ TEST(LiveProbesPing, GatewayAnswersAllTenRequests) {
     EXPECT_EQ(series.interfaceName, QStringLiteral("wlan0"));
     EXPECT_FALSE(series.usedPingProgram);
 
-    const platform::WiFiPingResult stats = pingStatistics(series, 1000.0);
-    EXPECT_EQ(stats.count, 10);
-    EXPECT_EQ(stats.packetLoss, 0.0);
-    EXPECT_GT(stats.min, 0.0);
-    EXPECT_LE(stats.min, stats.avg);
-    EXPECT_LE(stats.avg, stats.max);
-    EXPECT_LT(stats.max, 1000.0);
-    EXPECT_EQ(stats.interfaceName, QStringLiteral("wlan0"));
+    const auto stats = pingResult(series.interfaceName, series.sent, series.roundTripsMs, platform::Date());
+    ASSERT_TRUE(stats);
+    EXPECT_EQ(stats->count, 10);
+    EXPECT_EQ(stats->packetLoss, 0.0);
+    EXPECT_GT(stats->min, 0.0);
+    EXPECT_LE(stats->min, stats->avg);
+    EXPECT_LE(stats->avg, stats->max);
+    EXPECT_LT(stats->max, 1000.0);
+    EXPECT_EQ(stats->interfaceName, QStringLiteral("wlan0"));
 }
 
 TEST(LiveProbesPing, ServerBehindBothRoutersAnswers) {
@@ -172,7 +174,9 @@ TEST(LiveProbesPing, MissingGatewayIsAValidSeriesWithAllLost) {
     ASSERT_TRUE(outcome.ok()) << errorText(outcome.error());
     EXPECT_EQ(outcome.value().sent, 4);
     EXPECT_TRUE(outcome.value().roundTripsMs.empty());
-    EXPECT_EQ(pingStatistics(outcome.value(), 0.0).packetLoss, 100.0);
+    EXPECT_EQ(pingResult(std::nullopt, outcome.value().sent, outcome.value().roundTripsMs, platform::Date())
+                  ->packetLoss,
+              100.0);
     // The last request's reply timeout bounds the series: 3 intervals and one timeout.
     EXPECT_GE(took, 360ms);
     EXPECT_LT(took, 1500ms);

@@ -64,32 +64,3 @@ TEST(PingProgramOutput, NothingUsableInText) {
     EXPECT_TRUE(parsed.roundTripsMs.empty());
     EXPECT_FALSE(parsed.transmitted.has_value());
 }
-
-TEST(PingStatistics, OfASeriesWithReplies) {
-    PingSeries series;
-    series.sent = 5;
-    series.roundTripsMs = {4.0, 1.0, 3.0, 2.0};
-    series.interfaceName = QStringLiteral("wlan0");
-    const platform::WiFiPingResult stats = pingStatistics(series, 812345678.5);
-    EXPECT_EQ(stats.count, 5);
-    EXPECT_DOUBLE_EQ(stats.packetLoss, 20.0);
-    EXPECT_DOUBLE_EQ(stats.min, 1.0);
-    EXPECT_DOUBLE_EQ(stats.max, 4.0);
-    EXPECT_DOUBLE_EQ(stats.avg, 2.5);
-    EXPECT_DOUBLE_EQ(stats.stddev, std::sqrt(1.25));  // of the population, as ping's mdev
-    EXPECT_EQ(stats.interfaceName, QStringLiteral("wlan0"));
-    EXPECT_DOUBLE_EQ(stats.timestamp, 812345678.5);
-}
-
-TEST(PingStatistics, OfASeriesWithoutReplies) {
-    PingSeries series;
-    series.sent = 10;
-    const platform::WiFiPingResult stats = pingStatistics(series, 0.0);
-    EXPECT_EQ(stats.count, 10);
-    EXPECT_DOUBLE_EQ(stats.packetLoss, 100.0);
-    EXPECT_EQ(stats.min, 0.0);
-    EXPECT_EQ(stats.max, 0.0);
-    EXPECT_EQ(stats.avg, 0.0);
-    EXPECT_EQ(stats.stddev, 0.0);
-    EXPECT_FALSE(stats.interfaceName.has_value());
-}
