@@ -419,6 +419,37 @@ TEST_F(LinuxBackendBluezTest, CoexistenceWithoutTheDriversSwitchIsNotSupported) 
     EXPECT_THAT(o.errorText(), HasSubstr("iwlwifi or ath9k"));
 }
 
+TEST_F(LinuxBackendBluezTest, ASwitchedOffCoexistenceIsNoCoexistence) {
+    QTemporaryDir sysfs;
+    ASSERT_TRUE(sysfs.isValid());
+    ASSERT_TRUE(QDir(sysfs.path()).mkpath(QStringLiteral("module/iwlwifi/parameters")));
+    QFile coex(sysfs.path() + QStringLiteral("/module/iwlwifi/parameters/bt_coex_active"));
+    ASSERT_TRUE(coex.open(QIODevice::WriteOnly));
+    coex.write("N\n");
+    coex.close();
+    sysfsRoot_ = sysfs.path();
+    addDevice();
+    mock().addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
+    EXPECT_EQ(verdictOf(run(20)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendTest, AnUnknownTestIdIsRefused) {
+    addDevice();
+    const Outcome o = run(999);
+    EXPECT_EQ(o.errorCode(), 22);
+    EXPECT_THAT(o.errorText(), HasSubstr("999"));
+}
+
+TEST_F(LinuxBackendTest, WithoutAWiFiDeviceTestsAndStatusSaySo) {
+    const Outcome o = run(38);
+    EXPECT_EQ(o.errorCode(), 95);
+    EXPECT_THAT(o.errorText(), HasSubstr("no Wi-Fi device"));
+    ErrorRef error;
+    EXPECT_FALSE(backend().queryStatus(&error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code, 95);
+}
+
 // ---- The joined network --------------------------------------------------------------------------
 
 struct SecurityCase {
@@ -491,6 +522,12 @@ TEST_F(LinuxBackendTest, TheJoinedNetworkIsHiddenWhenItsSavedConnectionIsHidden)
     hidden[QStringLiteral("802-11-wireless")][QStringLiteral("hidden")] = true;
     hidden[QStringLiteral("connection")][QStringLiteral("timestamp")] = QVariant(quint64(1700000000));
     mock().addConnection(hidden);
+    EXPECT_EQ(verdictOf(run(43)), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendTest, AJoinedNetworkWithoutANameIsHidden) {
+    addDevice();
+    join(addAp(QString(), 2437));
     EXPECT_EQ(verdictOf(run(43)), (Verdict{true, false}));
 }
 
@@ -897,6 +934,37 @@ TEST_F(LinuxBackendTest, ARadioSwitchReachesThePowerCallbacksOnTheMainThread) {
         std::lock_guard lock(watch->mutex);
         EXPECT_EQ(watch->powers, (std::vector<int>{0, 1}));
     }
+    EXPECT_TRUE(watch->onMainThread.load());
+
+    releaseHandle(manager);
+    releaseHandle(device);
+}
+
+TEST_F(LinuxBackendTest, SwitchingTheRadioOffNotifiesOnce) {
+    addDevice();
+    installWiFiBackend(sharedBackend());
+    const std::shared_ptr<void> uninstall(nullptr, [](void*) { installWiFiBackend(nullptr); });
+
+    auto watch = std::make_shared<PowerWatch>();
+    WiFiManagerRef manager = createManagerClient(nullptr, 0);
+    ASSERT_TRUE(manager);
+    scheduleWithRunLoop(manager, RunLoop::main(), kRunLoopDefaultMode);
+    WiFiDeviceArrayRef devices = copyDevices(manager);
+    ASSERT_EQ(devices->count(), 1u);
+    WiFiDeviceRef device = devices->at(0);
+    retainHandle(device);
+    releaseHandle(devices);
+    watch->manager = manager;
+    registerPowerCallback(device, powerCallback, watch);
+
+    // The backend's own switch and NetworkManager's signal of it are one change.
+    backend().setPower(false);
+    EXPECT_FALSE(backend().power());
+    EXPECT_TRUE(testsupport::runMainLoopUntil([&] { return watch->calls.load() >= 1; }));
+    testsupport::runMainLoopUntil([] { return false; }, 300ms);
+    EXPECT_EQ(watch->calls.load(), 1);
+    // NetworkManager itself has the radio off.
+    EXPECT_FALSE(platform::linuxwifi::NetworkManagerClient(mock().connection(), 1000ms).wirelessEnabled());
     EXPECT_TRUE(watch->onMainThread.load());
 
     releaseHandle(manager);
