@@ -1,0 +1,972 @@
+// LinuxBackend against NetworkManager and BlueZ mocks on a private bus: each handler's verdict and
+// details from a shaped world, the joined or a selected network, the status query, scan reuse and
+// the fresh-scan wait with its timeout and cancel, and radio power changes reaching the platform.
+#include "platform/wifi/linux/LinuxBackend.h"
+
+#include "platform/foundation/Dispatch.h"
+#include "platform/wifi/RunLoop.h"
+#include "platform/wifi/WiFiManager.h"
+#include "platform/wifi/WiFiRecords.h"
+#include "platform/wifi/linux/NetworkManagerClient.h"
+#include "unittests/linux/mock/MockSystemBus.h"
+#include "unittests/support/MainLoop.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QObject>
+#include <QTemporaryDir>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace platform;
+using namespace std::chrono_literals;
+using platform::linuxwifi::LinuxBackend;
+using platform::linuxwifi::LinuxBackendOptions;
+using ::testing::HasSubstr;
+using testsupport::ConnectionSettings;
+using testsupport::MockSystemBus;
+namespace nm = platform::linuxwifi::nm;
+
+// Failures show Qt strings as text.
+inline void PrintTo(const QString& text, std::ostream* os) {
+    *os << '"' << text.toStdString() << '"';
+}
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr uint kActivated = 100;
+constexpr uint kDisconnected = 30;
+constexpr uint kInfrastructure = 2;
+constexpr uint kKeyMgmtPsk = 0x100;
+
+// NetworkManager's access point security flags as the tests shape them.
+constexpr uint kPrivacy = 0x1;
+constexpr uint kWpaTkip = 0x4 | 0x40 | 0x100;  // pairwise TKIP, group TKIP, PSK
+constexpr uint kRsnCcmp = 0x8 | 0x80 | 0x100;  // pairwise CCMP, group CCMP, PSK
+
+std::string str(const QString& text) {
+    return text.toStdString();
+}
+
+std::int64_t bootTimeMs() {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+// What one test request answered.
+struct Outcome {
+    DiagnosticsTestResultRef result;
+    ErrorRef error;
+
+    std::int64_t errorCode() const { return error ? error->code : -1; }
+    std::string errorText() const { return error ? str(error->text) : std::string(); }
+    std::optional<Value> info(const char* key) const {
+        if (!result || !result->info) {
+            return std::nullopt;
+        }
+        return result->info->value(QString::fromLatin1(key));
+    }
+    std::optional<std::int64_t> intInfo(const char* key) const {
+        const auto v = info(key);
+        return v && v->isNumber() ? std::optional<std::int64_t>(v->toInt()) : std::nullopt;
+    }
+    std::optional<QString> stringInfo(const char* key) const {
+        const auto v = info(key);
+        return v && v->isString() ? std::optional<QString>(v->toString()) : std::nullopt;
+    }
+};
+
+// The result and didPass of an answer, or an error code, in one comparable form.
+struct Verdict {
+    bool result = false;
+    bool didPass = false;
+    bool operator==(const Verdict&) const = default;
+};
+std::ostream& operator<<(std::ostream& os, const Verdict& v) {
+    return os << "{result " << v.result << ", didPass " << v.didPass << "}";
+}
+
+Verdict verdictOf(const Outcome& o) {
+    return o.result ? Verdict{o.result->result, o.result->didPass} : Verdict{};
+}
+
+DictionaryRef selecting(const char* network, std::int64_t maxScanCacheAge = 60) {
+    return Dictionary::make({{QStringLiteral("NetworkName"), Value::string(QString::fromUtf8(network))},
+                             {QStringLiteral("MaxScanCacheAge"), Value::integer(maxScanCacheAge)}});
+}
+
+DictionaryRef maxAge(std::int64_t seconds) {
+    return Dictionary::make({{QStringLiteral("MaxScanCacheAge"), Value::integer(seconds)}});
+}
+
+ConnectionSettings wifiConnection(const QString& id, const QByteArray& ssid) {
+    static int serial = 0;
+    ++serial;
+    return ConnectionSettings{
+        {QStringLiteral("connection"),
+         {{QStringLiteral("id"), id},
+          {QStringLiteral("uuid"),
+           QStringLiteral("00000000-0000-4000-8000-%1").arg(serial, 12, 10, QLatin1Char('0'))},
+          {QStringLiteral("type"), QStringLiteral("802-11-wireless")}}},
+        {QStringLiteral("802-11-wireless"), {{QStringLiteral("ssid"), ssid}}},
+    };
+}
+
+ConnectionSettings withKeyMgmt(ConnectionSettings settings, const QString& keyMgmt) {
+    settings[QStringLiteral("802-11-wireless-security")] = {{QStringLiteral("key-mgmt"), keyMgmt}};
+    return settings;
+}
+
+class LinuxBackendTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (const auto missing = MockSystemBus::missingTools()) {
+            GTEST_SKIP() << "needs a private D-Bus with python-dbusmock: " << str(*missing);
+        }
+        mock_ = std::make_unique<MockSystemBus>(busOptions());
+    }
+    void TearDown() override {
+        backend_.reset();
+        mock_.reset();
+    }
+
+    virtual MockSystemBus::Options busOptions() const { return MockSystemBus::Options{}; }
+
+    MockSystemBus& mock() { return *mock_; }
+
+    // The backend, made on first use so that it reads the world the test has shaped.
+    LinuxBackend& backend() {
+        if (!backend_) {
+            LinuxBackendOptions options;
+            options.bus = mock_->connection();
+            options.callTimeout = 1000ms;
+            options.scanTimeout = scanTimeout_;
+            options.sysfsRoot = sysfsRoot_;
+            backend_ = std::make_shared<LinuxBackend>(options, &context_);
+        }
+        return *backend_;
+    }
+    std::shared_ptr<LinuxBackend> sharedBackend() {
+        backend();
+        return backend_;
+    }
+
+    Outcome run(std::int64_t id, DictionaryRef configuration = nullptr) {
+        Outcome o;
+        const auto results = backend().runDiagnosticsTests(
+            {DiagnosticsTestRequest::requestWithTestID(id, std::move(configuration))}, &o.error);
+        if (results && results->size() == 1) {
+            o.result = results->front();
+        }
+        EXPECT_NE(results.has_value(), o.error != nullptr) << "test " << id;
+        return o;
+    }
+
+    // A Wi-Fi device whose last scan finished just now, unless told otherwise.
+    QString addDevice(MockSystemBus::WiFiDeviceExtras extras = scannedNow()) {
+        device_ = mock().addWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("wlp2s0"), kActivated, extras);
+        return device_;
+    }
+    static MockSystemBus::WiFiDeviceExtras scannedNow() {
+        MockSystemBus::WiFiDeviceExtras extras;
+        extras.lastScan = bootTimeMs();
+        return extras;
+    }
+
+    QString addAp(const QString& ssid, uint frequency, uchar strength = 70, uint maxBitrate = 54000,
+                  uint security = kKeyMgmtPsk) {
+        ++apSerial_;
+        return mock().addAccessPoint(
+            device_, QStringLiteral("ap%1").arg(apSerial_), ssid,
+            QStringLiteral("AC:DE:48:00:00:%1").arg(apSerial_, 2, 16, QLatin1Char('0')), kInfrastructure,
+            frequency, maxBitrate, strength, security);
+    }
+
+    void join(const QString& accessPoint) {
+        mock().updateProperties(
+            device_, nm::kWirelessInterface,
+            {{QStringLiteral("ActiveAccessPoint"), MockSystemBus::objectPath(accessPoint)}});
+    }
+
+    // A joined device on "Home" with the given security flags.
+    QString joinedAp(uint flags, uint wpaFlags, uint rsnFlags) {
+        addDevice();
+        const QString ap = addAp(QStringLiteral("Home"), 2437);
+        mock().setAccessPointSecurity(ap, flags, wpaFlags, rsnFlags);
+        join(ap);
+        return ap;
+    }
+
+    // The device's active connection with the given saved settings.
+    void activate(const ConnectionSettings& settings) {
+        const QString saved = mock().addConnection(settings);
+        mock().addActiveConnection({device_}, saved, QStringLiteral("/"), QStringLiteral("0"), 2);
+    }
+
+    QObject context_;
+    std::chrono::milliseconds scanTimeout_ = 2000ms;
+    QString sysfsRoot_ = QStringLiteral("/nonexistent-sysfs");
+    QString device_;
+    int apSerial_ = 0;
+
+  private:
+    std::unique_ptr<MockSystemBus> mock_;
+    std::shared_ptr<LinuxBackend> backend_;
+};
+
+class LinuxBackendBluezTest : public LinuxBackendTest {
+  protected:
+    MockSystemBus::Options busOptions() const override {
+        MockSystemBus::Options options;
+        options.bluez = true;
+        return options;
+    }
+};
+
+}  // namespace
+
+// ---- Device configuration ------------------------------------------------------------------------
+
+TEST_F(LinuxBackendTest, ManualAddressingIsACustomConfiguration) {
+    addDevice();
+    auto settings = wifiConnection(QStringLiteral("Home"), "Home");
+    settings[QStringLiteral("ipv4")] = {{QStringLiteral("method"), QStringLiteral("manual")}};
+    settings[QStringLiteral("ipv6")] = {{QStringLiteral("method"), QStringLiteral("manual")}};
+    activate(settings);
+
+    const Outcome v4 = run(14);
+    EXPECT_EQ(verdictOf(v4), (Verdict{true, false}));
+    EXPECT_EQ(v4.stringInfo("IPv4ConfigMethod"), QStringLiteral("manual"));
+    const Outcome v6 = run(15);
+    EXPECT_EQ(verdictOf(v6), (Verdict{true, false}));
+    EXPECT_EQ(v6.stringInfo("IPv6ConfigMethod"), QStringLiteral("manual"));
+}
+
+TEST_F(LinuxBackendTest, AutomaticAddressingPasses) {
+    addDevice();
+    auto settings = wifiConnection(QStringLiteral("Home"), "Home");
+    settings[QStringLiteral("ipv4")] = {{QStringLiteral("method"), QStringLiteral("auto")}};
+    activate(settings);  // no ipv6 setting: NetworkManager's default, auto
+
+    const Outcome v4 = run(14);
+    EXPECT_EQ(verdictOf(v4), (Verdict{false, true}));
+    EXPECT_EQ(v4.stringInfo("IPv4ConfigMethod"), QStringLiteral("auto"));
+    const Outcome v6 = run(15);
+    EXPECT_EQ(verdictOf(v6), (Verdict{false, true}));
+    EXPECT_EQ(v6.stringInfo("IPv6ConfigMethod"), QStringLiteral("auto"));
+}
+
+TEST_F(LinuxBackendTest, AddressingTestsNeedAnActiveConnection) {
+    addDevice();
+    for (const std::int64_t id : {14, 15}) {
+        const Outcome o = run(id);
+        EXPECT_EQ(o.errorCode(), 57) << id;
+        EXPECT_EQ(o.error ? str(o.error->domain) : "", "WiFiDiagnostics");
+        EXPECT_THAT(o.errorText(), HasSubstr("no Wi-Fi connection is active"));
+    }
+}
+
+TEST_F(LinuxBackendTest, DnsServersOfTheConnectionAreCustomDns) {
+    addDevice();
+    auto settings = wifiConnection(QStringLiteral("Home"), "Home");
+    // 9.9.9.9, in network byte order as NetworkManager keeps it.
+    settings[QStringLiteral("ipv4")] = {
+        {QStringLiteral("method"), QStringLiteral("auto")},
+        {QStringLiteral("dns"), QVariant::fromValue(QList<uint>{0x09090909u})}};
+    activate(settings);
+    EXPECT_EQ(verdictOf(run(16)), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendTest, NoDnsServersIsNoCustomDns) {
+    addDevice();
+    activate(wifiConnection(QStringLiteral("Home"), "Home"));
+    EXPECT_EQ(verdictOf(run(16)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendTest, ThirtySavedNetworksAreALargeList) {
+    addDevice();
+    for (int i = 0; i < 29; ++i) {
+        mock().addConnection(
+            wifiConnection(QStringLiteral("net%1").arg(i), QByteArray("net") + QByteArray::number(i)));
+    }
+    const Outcome below = run(47);
+    EXPECT_EQ(verdictOf(below), (Verdict{false, true}));
+    EXPECT_EQ(below.intInfo("PNLCount"), 29);
+
+    mock().addConnection(wifiConnection(QStringLiteral("net29"), "net29"));
+    const Outcome at = run(47);
+    EXPECT_EQ(verdictOf(at), (Verdict{true, false}));
+    EXPECT_EQ(at.intInfo("PNLCount"), 30);
+}
+
+TEST_F(LinuxBackendTest, OnlyWiFiConnectionsCountAsSavedNetworks) {
+    addDevice();
+    mock().addConnection(wifiConnection(QStringLiteral("Home"), "Home"));
+    mock().addConnection({{QStringLiteral("connection"),
+                           {{QStringLiteral("id"), QStringLiteral("Wired")},
+                            {QStringLiteral("uuid"), QStringLiteral("9a8b7c6d-0000-4000-8000-000000000001")},
+                            {QStringLiteral("type"), QStringLiteral("802-3-ethernet")}}}});
+    const Outcome o = run(47);
+    EXPECT_EQ(verdictOf(o), (Verdict{false, true}));
+    EXPECT_EQ(o.intInfo("PNLCount"), 1);
+}
+
+TEST_F(LinuxBackendTest, AHiddenSavedNetworkIsFound) {
+    addDevice();
+    mock().addConnection(wifiConnection(QStringLiteral("Home"), "Home"));
+    EXPECT_EQ(verdictOf(run(48)), (Verdict{false, true}));
+
+    auto hidden = wifiConnection(QStringLiteral("Attic"), "Attic");
+    hidden[QStringLiteral("802-11-wireless")][QStringLiteral("hidden")] = true;
+    mock().addConnection(hidden);
+    EXPECT_EQ(verdictOf(run(48)), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendTest, OneNameSavedWithTwoSecurityTypesConflicts) {
+    addDevice();
+    mock().addConnection(
+        withKeyMgmt(wifiConnection(QStringLiteral("Home"), "Home"), QStringLiteral("wpa-psk")));
+    mock().addConnection(wifiConnection(QStringLiteral("Home open"), "Home"));
+    EXPECT_EQ(verdictOf(run(29)), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendTest, OneNameSavedTwiceWithOneSecurityTypeDoesNotConflict) {
+    addDevice();
+    mock().addConnection(
+        withKeyMgmt(wifiConnection(QStringLiteral("Home"), "Home"), QStringLiteral("wpa-psk")));
+    mock().addConnection(
+        withKeyMgmt(wifiConnection(QStringLiteral("Home 2"), "Home"), QStringLiteral("wpa-psk")));
+    mock().addConnection(wifiConnection(QStringLiteral("Cafe"), "Cafe"));
+    EXPECT_EQ(verdictOf(run(29)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendTest, AnActivatedPeerToPeerDeviceIsRealTimeMode) {
+    addDevice();
+    const QString p2p = mock().addDevice(QStringLiteral("p2p0"), QStringLiteral("p2p-dev-wlp2s0"),
+                                         nm::kDeviceTypeWifiP2P, kDisconnected);
+    EXPECT_EQ(verdictOf(run(22)), (Verdict{false, true}));
+    mock().updateProperties(p2p, nm::kDeviceInterface, {{QStringLiteral("State"), QVariant(kActivated)}});
+    EXPECT_EQ(verdictOf(run(22)), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendBluezTest, PairedAndConnectedBluetoothDevicesAreCounted) {
+    addDevice();
+    mock().addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
+    for (int i = 1; i <= 3; ++i) {
+        mock().addBluetoothDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:0%1").arg(i),
+                                  QStringLiteral("device %1").arg(i));
+    }
+    mock().pairDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:01"));
+    mock().pairDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:02"));
+    mock().connectDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:01"));
+
+    const Outcome paired = run(18);
+    EXPECT_EQ(verdictOf(paired), (Verdict{false, true}));
+    EXPECT_EQ(paired.intInfo("BTPairedCount"), 2);
+    const Outcome connected = run(19);
+    EXPECT_EQ(verdictOf(connected), (Verdict{false, true}));
+    EXPECT_EQ(connected.intInfo("BTConnectedCount"), 1);
+}
+
+TEST_F(LinuxBackendTest, BluetoothTestsWithoutBluezNameWhatIsMissing) {
+    addDevice();
+    for (const std::int64_t id : {18, 19}) {
+        const Outcome o = run(id);
+        EXPECT_EQ(o.errorCode(), 5) << id;
+        EXPECT_THAT(o.errorText(), HasSubstr("no BlueZ on the bus"));
+    }
+}
+
+TEST_F(LinuxBackendBluezTest, TheDriversCoexistenceSwitchWithAPoweredAdapterIsCoexistence) {
+    QTemporaryDir sysfs;
+    ASSERT_TRUE(sysfs.isValid());
+    ASSERT_TRUE(QDir(sysfs.path()).mkpath(QStringLiteral("module/iwlwifi/parameters")));
+    QFile coex(sysfs.path() + QStringLiteral("/module/iwlwifi/parameters/bt_coex_active"));
+    ASSERT_TRUE(coex.open(QIODevice::WriteOnly));
+    coex.write("Y\n");
+    coex.close();
+    sysfsRoot_ = sysfs.path();
+    addDevice();
+    mock().addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
+    EXPECT_EQ(verdictOf(run(20)), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendBluezTest, CoexistenceWithoutTheDriversSwitchIsNotSupported) {
+    QTemporaryDir sysfs;
+    ASSERT_TRUE(sysfs.isValid());
+    sysfsRoot_ = sysfs.path();
+    addDevice();
+    mock().addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
+    const Outcome o = run(20);
+    EXPECT_EQ(o.errorCode(), 95);
+    EXPECT_THAT(o.errorText(), HasSubstr("iwlwifi or ath9k"));
+}
+
+TEST_F(LinuxBackendBluezTest, ASwitchedOffCoexistenceIsNoCoexistence) {
+    QTemporaryDir sysfs;
+    ASSERT_TRUE(sysfs.isValid());
+    ASSERT_TRUE(QDir(sysfs.path()).mkpath(QStringLiteral("module/iwlwifi/parameters")));
+    QFile coex(sysfs.path() + QStringLiteral("/module/iwlwifi/parameters/bt_coex_active"));
+    ASSERT_TRUE(coex.open(QIODevice::WriteOnly));
+    coex.write("N\n");
+    coex.close();
+    sysfsRoot_ = sysfs.path();
+    addDevice();
+    mock().addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
+    EXPECT_EQ(verdictOf(run(20)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendTest, AnUnknownTestIdIsRefused) {
+    addDevice();
+    const Outcome o = run(999);
+    EXPECT_EQ(o.errorCode(), 22);
+    EXPECT_THAT(o.errorText(), HasSubstr("999"));
+}
+
+TEST_F(LinuxBackendTest, WithoutAWiFiDeviceTestsAndStatusSaySo) {
+    const Outcome o = run(38);
+    EXPECT_EQ(o.errorCode(), 95);
+    EXPECT_THAT(o.errorText(), HasSubstr("no Wi-Fi device"));
+    ErrorRef error;
+    EXPECT_FALSE(backend().queryStatus(&error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code, 95);
+}
+
+// ---- The joined network --------------------------------------------------------------------------
+
+struct SecurityCase {
+    const char* name;
+    uint flags;
+    uint wpaFlags;
+    uint rsnFlags;
+    bool open;
+    bool wep;
+    bool legacyWpa;
+    std::int64_t security;
+};
+
+class LinuxBackendSecurityTest : public LinuxBackendTest,
+                                 public ::testing::WithParamInterface<SecurityCase> {};
+
+TEST_P(LinuxBackendSecurityTest, SecurityTestsReadTheJoinedAccessPointsFlags) {
+    const SecurityCase& c = GetParam();
+    joinedAp(c.flags, c.wpaFlags, c.rsnFlags);
+    const Outcome open = run(38);
+    const Outcome wep = run(39);
+    const Outcome wpa = run(40);
+    EXPECT_EQ(verdictOf(open), (Verdict{c.open, !c.open}));
+    EXPECT_EQ(verdictOf(wep), (Verdict{c.wep, !c.wep}));
+    EXPECT_EQ(verdictOf(wpa), (Verdict{c.legacyWpa, !c.legacyWpa}));
+    for (const Outcome* o : {&open, &wep, &wpa}) {
+        EXPECT_EQ(o->intInfo("Security"), c.security);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Flags, LinuxBackendSecurityTest,
+    ::testing::Values(SecurityCase{"Open", 0, 0, 0, true, false, false, 0},
+                      SecurityCase{"Wep", kPrivacy, 0, 0, false, true, false, 1},
+                      SecurityCase{"WpaTkip", kPrivacy, kWpaTkip, 0, false, false, true, 2},
+                      SecurityCase{"Wpa2", kPrivacy, 0, kRsnCcmp, false, false, false, 3}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(LinuxBackendTest, An11MbpsAccessPointOffersLegacyRatesOnly) {
+    addDevice();
+    const QString slow = addAp(QStringLiteral("Old"), 2412, 70, 11000);
+    const QString fast = addAp(QStringLiteral("New"), 2412, 70, 54000);
+    join(slow);
+    EXPECT_EQ(verdictOf(run(41)), (Verdict{true, false}));
+    join(fast);
+    EXPECT_EQ(verdictOf(run(41)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendTest, AMakersDefaultNameIsAmbiguous) {
+    addDevice();
+    const QString maker = addAp(QStringLiteral("NETGEAR"), 2437);
+    const QString own = addAp(QStringLiteral("Pemberton Home"), 2437);
+    join(maker);
+    const Outcome ambiguous = run(42);
+    EXPECT_EQ(verdictOf(ambiguous), (Verdict{true, false}));
+    EXPECT_EQ(ambiguous.stringInfo("NetworkName"), QStringLiteral("NETGEAR"));
+    join(own);
+    const Outcome clear = run(42);
+    EXPECT_EQ(verdictOf(clear), (Verdict{false, true}));
+    EXPECT_EQ(clear.stringInfo("NetworkName"), QStringLiteral("Pemberton Home"));
+}
+
+TEST_F(LinuxBackendTest, TheJoinedNetworkIsHiddenWhenItsSavedConnectionIsHidden) {
+    addDevice();
+    join(addAp(QStringLiteral("Attic"), 2437));
+    mock().addConnection(wifiConnection(QStringLiteral("Attic"), "Attic"));
+    EXPECT_EQ(verdictOf(run(43)), (Verdict{false, true}));
+
+    auto hidden = wifiConnection(QStringLiteral("Attic hidden"), "Attic");
+    hidden[QStringLiteral("802-11-wireless")][QStringLiteral("hidden")] = true;
+    hidden[QStringLiteral("connection")][QStringLiteral("timestamp")] = QVariant(quint64(1700000000));
+    mock().addConnection(hidden);
+    EXPECT_EQ(verdictOf(run(43)), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendTest, AJoinedNetworkWithoutANameIsHidden) {
+    addDevice();
+    join(addAp(QString(), 2437));
+    EXPECT_EQ(verdictOf(run(43)), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendTest, AMeteredDeviceIsOnAPersonalHotspot) {
+    MockSystemBus::WiFiDeviceExtras extras = scannedNow();
+    extras.metered = nm::kMeteredYes;
+    addDevice(extras);
+    join(addAp(QStringLiteral("Phone"), 2437));
+    EXPECT_EQ(verdictOf(run(44)), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendTest, AnUnmeteredDeviceWithAMakersBssidIsNoPersonalHotspot) {
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2437));  // AC: a globally administered address
+    EXPECT_EQ(verdictOf(run(44)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendTest, EightAccessPointsOnAndAroundTheChannelCongestIt) {
+    addDevice();
+    const QString joined = addAp(QStringLiteral("Home"), 2412);  // channel 1
+    for (int i = 0; i < 4; ++i) {
+        addAp(QStringLiteral("n1-%1").arg(i), 2412);
+    }
+    addAp(QStringLiteral("n3"), 2422);  // channel 3 overlaps 1
+    addAp(QStringLiteral("n5"), 2432);  // channel 5 overlaps 1
+    addAp(QStringLiteral("n6"), 2437);  // channel 6 does not
+    addAp(QStringLiteral("n36"), 5180);
+    join(joined);
+
+    const Outcome below = run(24, maxAge(60));
+    EXPECT_EQ(verdictOf(below), (Verdict{false, true}));
+
+    addAp(QStringLiteral("n2"), 2417);  // channel 2: the eighth
+    // A new scan result: NetworkManager's LastScan moves on.
+    mock().updateProperties(device_, nm::kWirelessInterface,
+                            {{QStringLiteral("LastScan"), QVariant(qint64(bootTimeMs()))}});
+    const Outcome at = run(24, maxAge(60));
+    EXPECT_EQ(verdictOf(at), (Verdict{true, false}));
+
+    const auto channel = [&](const char* key) -> std::shared_ptr<const WiFiChannel> {
+        const auto v = at.info(key);
+        return v ? v->recordAs<WiFiChannel>() : nullptr;
+    };
+    const auto current = channel("CurrentChannel");
+    ASSERT_TRUE(current);
+    EXPECT_EQ(current->channel, 1);
+    EXPECT_EQ(current->band, 2);
+    // Channel 1 has 8, channel 6 (2 to 10) has 4, channel 11 (7 to 15) none.
+    const auto twoGHz = channel("2GHzChannel");
+    ASSERT_TRUE(twoGHz);
+    EXPECT_EQ(twoGHz->channel, 11);
+    EXPECT_EQ(twoGHz->band, 2);
+    EXPECT_EQ(twoGHz->width, 20);
+    // Channel 36 has one access point: the least crowded 5 GHz channels avoid it.
+    const auto fiveGHz = channel("5GHzChannel");
+    ASSERT_TRUE(fiveGHz);
+    EXPECT_EQ(fiveGHz->channel, 40);
+    EXPECT_EQ(fiveGHz->band, 5);
+    const auto wide = channel("5GHz40MHzChannel");
+    ASSERT_TRUE(wide);
+    EXPECT_EQ(wide->channel, 44);
+    EXPECT_EQ(wide->width, 40);
+    const auto nonDfs = channel("5GHzNonDFSChannel");
+    ASSERT_TRUE(nonDfs);
+    EXPECT_EQ(nonDfs->channel, 40);
+}
+
+TEST_F(LinuxBackendTest, TwelveAccessPointsCongestThe2GHzBand) {
+    addDevice();
+    for (int i = 0; i < 11; ++i) {
+        addAp(QStringLiteral("n%1").arg(i), 2412 + 5 * i);
+    }
+    addAp(QStringLiteral("five"), 5180);
+    const Outcome below = run(25, maxAge(60));
+    EXPECT_EQ(verdictOf(below), (Verdict{false, true}));
+    EXPECT_TRUE(below.info("2GHzChannel"));
+    EXPECT_TRUE(below.info("5GHzNonDFSChannel"));
+
+    addAp(QStringLiteral("n11"), 2472);
+    mock().updateProperties(device_, nm::kWirelessInterface,
+                            {{QStringLiteral("LastScan"), QVariant(qint64(bootTimeMs() + 1))}});
+    EXPECT_EQ(verdictOf(run(25, maxAge(60))), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendTest, TwentyAccessPointsCongestThe5GHzBand) {
+    addDevice();
+    for (int i = 0; i < 19; ++i) {
+        addAp(QStringLiteral("n%1").arg(i), 5180 + 20 * (i % 8));
+    }
+    addAp(QStringLiteral("two"), 2412);
+    const Outcome below = run(26, maxAge(60));
+    EXPECT_EQ(verdictOf(below), (Verdict{false, true}));
+    const auto twoGHz = below.info("2GHzChannel");
+    ASSERT_TRUE(twoGHz);
+    ASSERT_TRUE(twoGHz->recordAs<WiFiChannel>());
+    EXPECT_EQ(twoGHz->recordAs<WiFiChannel>()->channel, 6);
+
+    addAp(QStringLiteral("n19"), 5745);
+    mock().updateProperties(device_, nm::kWirelessInterface,
+                            {{QStringLiteral("LastScan"), QVariant(qint64(bootTimeMs() + 1))}});
+    EXPECT_EQ(verdictOf(run(26, maxAge(60))), (Verdict{true, false}));
+}
+
+TEST_F(LinuxBackendTest, AWeakSignalIsPoor) {
+    addDevice();
+    const QString weak = addAp(QStringLiteral("Far"), 2437, 30);
+    const QString strong = addAp(QStringLiteral("Near"), 2437, 80);
+    join(weak);
+    const Outcome poor = run(32);
+    EXPECT_EQ(verdictOf(poor), (Verdict{true, false}));
+    EXPECT_EQ(poor.intInfo("RSSI"), -82);
+    join(strong);
+    const Outcome good = run(32);
+    EXPECT_EQ(verdictOf(good), (Verdict{false, true}));
+    EXPECT_EQ(good.intInfo("RSSI"), -52);
+}
+
+TEST_F(LinuxBackendTest, HiddenAccessPointsAreListed) {
+    addDevice();
+    addAp(QStringLiteral("Home"), 2437);
+    EXPECT_EQ(verdictOf(run(30, maxAge(60))), (Verdict{false, true}));
+
+    addAp(QString(), 5180, 50);
+    mock().updateProperties(device_, nm::kWirelessInterface,
+                            {{QStringLiteral("LastScan"), QVariant(qint64(bootTimeMs() + 1))}});
+    const Outcome o = run(30, maxAge(60));
+    EXPECT_EQ(verdictOf(o), (Verdict{true, false}));
+    const auto list = o.info("ScanResults");
+    ASSERT_TRUE(list && list->toArray());
+    ASSERT_EQ(list->toArray()->size(), 1u);
+    const auto hidden = list->toArray()->front().recordAs<WiFiScanResult>();
+    ASSERT_TRUE(hidden);
+    EXPECT_FALSE(hidden->ssidString.has_value());
+    EXPECT_EQ(hidden->bssid, QStringLiteral("ac:de:48:00:00:02"));
+    EXPECT_EQ(hidden->rssi, -70);
+    EXPECT_EQ(hidden->channel, 36);
+}
+
+TEST_F(LinuxBackendTest, AnEmptyScanIsAFindingThatPasses) {
+    addDevice();
+    const Outcome o = run(31, maxAge(60));
+    EXPECT_EQ(verdictOf(o), (Verdict{true, true}));
+    const auto list = o.info("ScanResults");
+    ASSERT_TRUE(list && list->toArray());
+    EXPECT_TRUE(list->toArray()->empty());
+}
+
+TEST_F(LinuxBackendTest, AScanListsEveryAccessPoint) {
+    addDevice();
+    addAp(QStringLiteral("Home"), 2437, 80);
+    addAp(QStringLiteral("Cafe"), 5745, 30);
+    const Outcome o = run(31, maxAge(60));
+    EXPECT_EQ(verdictOf(o), (Verdict{false, true}));
+    const auto list = o.info("ScanResults");
+    ASSERT_TRUE(list && list->toArray());
+    ASSERT_EQ(list->toArray()->size(), 2u);
+    const auto home = list->toArray()->at(0).recordAs<WiFiScanResult>();
+    const auto cafe = list->toArray()->at(1).recordAs<WiFiScanResult>();
+    ASSERT_TRUE(home && cafe);
+    EXPECT_EQ(home->ssidString, QStringLiteral("Home"));
+    EXPECT_EQ(home->bssid, QStringLiteral("ac:de:48:00:00:01"));
+    EXPECT_EQ(home->rssi, -52);
+    EXPECT_EQ(home->channel, 6);
+    EXPECT_EQ(cafe->ssidString, QStringLiteral("Cafe"));
+    EXPECT_EQ(cafe->bssid, QStringLiteral("ac:de:48:00:00:02"));
+    EXPECT_EQ(cafe->rssi, -82);
+    EXPECT_EQ(cafe->channel, 149);
+}
+
+TEST_F(LinuxBackendTest, TestsThatNeedNl80211AreNotSupported) {
+    joinedAp(kPrivacy, 0, kRsnCcmp);
+    for (const std::int64_t id : {34, 35, 45, 36, 37, 33, 27, 28}) {
+        const Outcome o = run(id);
+        EXPECT_EQ(o.errorCode(), 95) << id;
+        EXPECT_THAT(o.errorText(), HasSubstr("nl80211")) << id;
+    }
+}
+
+TEST_F(LinuxBackendTest, AnIPv4AddressIsAssigned) {
+    joinedAp(kPrivacy, 0, kRsnCcmp);
+    EXPECT_EQ(verdictOf(run(12)), (Verdict{false, false}));
+    mock().addIp4Config(device_, QStringLiteral("1"), {{QStringLiteral("192.168.1.23"), 24u}},
+                        QStringLiteral("192.168.1.1"));
+    EXPECT_EQ(verdictOf(run(12)), (Verdict{true, true}));
+}
+
+TEST_F(LinuxBackendTest, AnEmptyIPv4ConfigurationIsNoAddress) {
+    joinedAp(kPrivacy, 0, kRsnCcmp);
+    mock().addIp4Config(device_, QStringLiteral("1"), {}, QString());
+    EXPECT_EQ(verdictOf(run(12)), (Verdict{false, false}));
+}
+
+TEST_F(LinuxBackendTest, OnlyAGlobalIPv6AddressCounts) {
+    joinedAp(kPrivacy, 0, kRsnCcmp);
+    mock().addIp6Config(device_, QStringLiteral("1"), {{QStringLiteral("fe80::1a2b"), 64u}});
+    EXPECT_EQ(verdictOf(run(13)), (Verdict{false, false}));
+    mock().addIp6Config(device_, QStringLiteral("2"),
+                        {{QStringLiteral("fe80::1a2b"), 64u}, {QStringLiteral("2001:db8::23"), 64u}});
+    EXPECT_EQ(verdictOf(run(13)), (Verdict{true, true}));
+}
+
+TEST_F(LinuxBackendTest, AddressTestsNeedAJoinedNetwork) {
+    addDevice();
+    for (const std::int64_t id : {12, 13, 38, 32}) {
+        const Outcome o = run(id);
+        EXPECT_EQ(o.errorCode(), 57) << id;
+        EXPECT_THAT(o.errorText(), HasSubstr("not joined")) << id;
+    }
+}
+
+// ---- A selected network --------------------------------------------------------------------------
+
+TEST_F(LinuxBackendTest, ASelectedNetworkIsAnsweredFromItsStrongestAccessPoint) {
+    addDevice();
+    const QString weak = addAp(QStringLiteral("Cafe"), 2412, 30);
+    const QString strong = addAp(QStringLiteral("Cafe"), 2437, 80);
+    addAp(QStringLiteral("Home"), 2462, 95);
+    mock().setAccessPointSecurity(weak, 0, 0, 0);
+    mock().setAccessPointSecurity(strong, kPrivacy, 0, kRsnCcmp);
+
+    const Outcome signal = run(32, selecting("Cafe"));
+    EXPECT_EQ(verdictOf(signal), (Verdict{false, true}));
+    EXPECT_EQ(signal.intInfo("RSSI"), -52);
+    const Outcome open = run(38, selecting("Cafe"));
+    EXPECT_EQ(verdictOf(open), (Verdict{false, true}));
+    EXPECT_EQ(open.intInfo("Security"), 3);
+    const Outcome name = run(42, selecting("Cafe"));
+    EXPECT_EQ(name.stringInfo("NetworkName"), QStringLiteral("Cafe"));
+    EXPECT_EQ(mock().methodCallCount(device_, QStringLiteral("RequestScan")), 0);
+}
+
+TEST_F(LinuxBackendTest, ASelectedNetworkMissingFromTheScanIsNoSuchNetwork) {
+    addDevice();
+    addAp(QStringLiteral("Cafe"), 2437);
+    const Outcome o = run(32, selecting("Library"));
+    EXPECT_EQ(o.errorCode(), 2);
+    EXPECT_THAT(o.errorText(), HasSubstr("\"Library\""));
+}
+
+// ---- Status --------------------------------------------------------------------------------------
+
+TEST_F(LinuxBackendTest, TheStatusNamesTheJoinedNetwork) {
+    joinedAp(kPrivacy, 0, kRsnCcmp);
+    ErrorRef error;
+    const auto status = backend().queryStatus(&error);
+    EXPECT_FALSE(error);
+    ASSERT_TRUE(status && status->wifi);
+    EXPECT_EQ(status->wifi->ssidString, QStringLiteral("Home"));
+    EXPECT_EQ(status->wifi->bssid, QStringLiteral("ac:de:48:00:00:01"));
+}
+
+TEST_F(LinuxBackendTest, TheStatusWithoutAJoinedNetworkHasNoName) {
+    addDevice();
+    addAp(QStringLiteral("Home"), 2437);
+    ErrorRef error;
+    const auto status = backend().queryStatus(&error);
+    EXPECT_FALSE(error);
+    ASSERT_TRUE(status && status->wifi);
+    EXPECT_FALSE(status->wifi->ssidString.has_value());
+    EXPECT_FALSE(status->wifi->bssid.has_value());
+}
+
+TEST_F(LinuxBackendTest, ANameOfNulBytesIsEscapedInTheStatus) {
+    const QString ap = joinedAp(kPrivacy, 0, kRsnCcmp);
+    QByteArray ssid(32, '\0');
+    ssid[0] = 'A';
+    mock().updateProperties(ap, nm::kAccessPointInterface, {{QStringLiteral("Ssid"), ssid}});
+    ErrorRef error;
+    const auto status = backend().queryStatus(&error);
+    EXPECT_FALSE(error);
+    ASSERT_TRUE(status && status->wifi && status->wifi->ssidString);
+    EXPECT_THAT(str(*status->wifi->ssidString), HasSubstr("\\x00"));
+    EXPECT_TRUE(status->wifi->ssidString->startsWith(QLatin1Char('A')));
+    EXPECT_FALSE(status->wifi->ssidString->contains(QChar(0)));
+}
+
+// ---- Scans ---------------------------------------------------------------------------------------
+
+TEST_F(LinuxBackendTest, ARecentScanIsReusedByEveryScanTest) {
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2437));
+    addAp(QString(), 5180);
+    for (const std::int64_t id : {24, 25, 26, 30, 31}) {
+        const Outcome o = run(id, maxAge(60));
+        EXPECT_FALSE(o.error) << id << ": " << o.errorText();
+    }
+    EXPECT_EQ(mock().methodCallCount(device_, QStringLiteral("RequestScan")), 0);
+    EXPECT_EQ(backend().scansRequested(), 0);
+}
+
+TEST_F(LinuxBackendTest, AScanOlderThanAllowedIsRenewedOnce) {
+    addDevice();
+    addAp(QStringLiteral("Home"), 2437);
+    mock().finishScansAfter(device_, 100);
+    const Outcome o = run(31, maxAge(0));
+    EXPECT_EQ(verdictOf(o), (Verdict{false, true}));
+    EXPECT_EQ(mock().methodCallCount(device_, QStringLiteral("RequestScan")), 1);
+    EXPECT_EQ(backend().scansRequested(), 1);
+}
+
+TEST_F(LinuxBackendTest, AScanThatNeverFinishesTimesOut) {
+    addDevice();
+    const auto start = Clock::now();
+    const Outcome o = run(31, maxAge(0));
+    const auto took = Clock::now() - start;
+    EXPECT_EQ(o.errorCode(), 60);
+    EXPECT_THAT(o.errorText(), HasSubstr("2000 ms"));
+    EXPECT_GE(took, 1900ms);
+    EXPECT_LT(took, 4000ms);
+}
+
+TEST_F(LinuxBackendTest, CancellingEndsAFreshScanWait) {
+    scanTimeout_ = 10000ms;
+    addDevice();
+    auto backend = sharedBackend();
+    auto pending = std::async(std::launch::async, [backend] {
+        ErrorRef error;
+        const auto results =
+            backend->runDiagnosticsTests({DiagnosticsTestRequest::requestWithTestID(31, maxAge(0))}, &error);
+        return std::make_pair(results.has_value(), error);
+    });
+    // The request is waiting once it has asked for a scan.
+    const auto deadline = Clock::now() + 5s;
+    while (mock().methodCallCount(device_, QStringLiteral("RequestScan")) == 0 && Clock::now() < deadline) {
+        std::this_thread::sleep_for(20ms);
+    }
+    ASSERT_EQ(mock().methodCallCount(device_, QStringLiteral("RequestScan")), 1);
+    const auto cancelled = Clock::now();
+    backend->cancelAllRequests();
+    ASSERT_EQ(pending.wait_for(1s), std::future_status::ready);
+    EXPECT_LT(Clock::now() - cancelled, 1000ms);
+    const auto [answered, error] = pending.get();
+    EXPECT_FALSE(answered);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code, 125);
+    EXPECT_EQ(error->domain, QStringLiteral("WiFiDiagnostics"));
+}
+
+// ---- Power ---------------------------------------------------------------------------------------
+
+namespace {
+
+struct PowerWatch {
+    std::atomic<int> calls{0};
+    std::atomic<bool> onMainThread{true};
+    std::mutex mutex;
+    std::vector<int> powers;
+    WiFiManagerRef manager = nullptr;
+};
+
+void powerCallback(WiFiDeviceRef, std::weak_ptr<void> context) {
+    if (const auto watch = std::static_pointer_cast<PowerWatch>(context.lock())) {
+        if (!dispatch::isMainThread()) {
+            watch->onMainThread = false;
+        }
+        {
+            std::lock_guard lock(watch->mutex);
+            watch->powers.push_back(getPower(watch->manager));
+        }
+        ++watch->calls;
+    }
+}
+
+}  // namespace
+
+TEST_F(LinuxBackendTest, PowerIsReadAtConstruction) {
+    addDevice();
+    mock().setProperty(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("WirelessEnabled"), false);
+    EXPECT_FALSE(backend().power());
+}
+
+TEST_F(LinuxBackendTest, ARadioSwitchReachesThePowerCallbacksOnTheMainThread) {
+    addDevice();
+    EXPECT_TRUE(backend().power());
+    installWiFiBackend(sharedBackend());
+    // The process-wide backend goes again however the test ends.
+    const std::shared_ptr<void> uninstall(nullptr, [](void*) { installWiFiBackend(nullptr); });
+
+    auto watch = std::make_shared<PowerWatch>();
+    WiFiManagerRef manager = createManagerClient(nullptr, 0);
+    ASSERT_TRUE(manager);
+    scheduleWithRunLoop(manager, RunLoop::main(), kRunLoopDefaultMode);
+    WiFiDeviceArrayRef devices = copyDevices(manager);
+    ASSERT_EQ(devices->count(), 1u);
+    WiFiDeviceRef device = devices->at(0);
+    retainHandle(device);
+    releaseHandle(devices);
+    watch->manager = manager;
+    registerPowerCallback(device, powerCallback, watch);
+
+    // Switched off elsewhere, as another program or the radio key does.
+    std::thread([&] {
+        mock().setProperty(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("WirelessEnabled"), false);
+    }).join();
+    EXPECT_TRUE(testsupport::runMainLoopUntil([&] { return watch->calls.load() == 1; }));
+    EXPECT_FALSE(backend().power());
+    mock().setProperty(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("WirelessEnabled"), true);
+    EXPECT_TRUE(testsupport::runMainLoopUntil([&] { return watch->calls.load() == 2; }));
+    testsupport::runMainLoopUntil([] { return false; }, 200ms);
+
+    EXPECT_TRUE(backend().power());
+    EXPECT_EQ(watch->calls.load(), 2);
+    {
+        std::lock_guard lock(watch->mutex);
+        EXPECT_EQ(watch->powers, (std::vector<int>{0, 1}));
+    }
+    EXPECT_TRUE(watch->onMainThread.load());
+
+    releaseHandle(manager);
+    releaseHandle(device);
+}
+
+TEST_F(LinuxBackendTest, SwitchingTheRadioOffNotifiesOnce) {
+    addDevice();
+    installWiFiBackend(sharedBackend());
+    const std::shared_ptr<void> uninstall(nullptr, [](void*) { installWiFiBackend(nullptr); });
+
+    auto watch = std::make_shared<PowerWatch>();
+    WiFiManagerRef manager = createManagerClient(nullptr, 0);
+    ASSERT_TRUE(manager);
+    scheduleWithRunLoop(manager, RunLoop::main(), kRunLoopDefaultMode);
+    WiFiDeviceArrayRef devices = copyDevices(manager);
+    ASSERT_EQ(devices->count(), 1u);
+    WiFiDeviceRef device = devices->at(0);
+    retainHandle(device);
+    releaseHandle(devices);
+    watch->manager = manager;
+    registerPowerCallback(device, powerCallback, watch);
+
+    // The backend's own switch and NetworkManager's signal of it are one change.
+    backend().setPower(false);
+    EXPECT_FALSE(backend().power());
+    EXPECT_TRUE(testsupport::runMainLoopUntil([&] { return watch->calls.load() >= 1; }));
+    testsupport::runMainLoopUntil([] { return false; }, 300ms);
+    EXPECT_EQ(watch->calls.load(), 1);
+    // NetworkManager itself has the radio off.
+    EXPECT_FALSE(platform::linuxwifi::NetworkManagerClient(mock().connection(), 1000ms).wirelessEnabled());
+    EXPECT_TRUE(watch->onMainThread.load());
+
+    releaseHandle(manager);
+    releaseHandle(device);
+}
