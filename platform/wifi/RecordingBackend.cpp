@@ -27,20 +27,30 @@ void RecordingBackend::arrived(const std::vector<RecordedRequest>& requests) {
 }
 
 DiagnosticsTestResults RecordingBackend::runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
-                                                             ErrorRef* error) {
+                                                             ErrorRef* error, const Arrival& arrivedInner) {
     std::vector<RecordedRequest> requests;
     requests.reserve(tests.size());
     for (const DiagnosticsTestRequest& test : tests) {
         requests.push_back(
             RecordedRequest{RecordedRequest::Kind::Test, test.testID, copyOf(test.configuration)});
     }
-    arrived(requests);
-    return inner_->runDiagnosticsTests(tests, error);
+    // Recorded when the wrapped backend has taken the request in, so that an observer that
+    // cancels on arrival reaches it.
+    return inner_->runDiagnosticsTests(tests, error, [&] {
+        arrived(requests);
+        if (arrivedInner) {
+            arrivedInner();
+        }
+    });
 }
 
-StatusSnapshotRef RecordingBackend::queryStatus(ErrorRef* error) {
-    arrived({RecordedRequest{RecordedRequest::Kind::Status, 0, nullptr}});
-    return inner_->queryStatus(error);
+StatusSnapshotRef RecordingBackend::queryStatus(ErrorRef* error, const Arrival& arrivedInner) {
+    return inner_->queryStatus(error, [&] {
+        arrived({RecordedRequest{RecordedRequest::Kind::Status, 0, nullptr}});
+        if (arrivedInner) {
+            arrivedInner();
+        }
+    });
 }
 
 void RecordingBackend::cancelAllRequests() {

@@ -25,9 +25,11 @@ class RecordingBackend final : public WiFiBackend {
   public:
     explicit RecordingBackend(std::shared_ptr<WiFiBackend> inner);
 
+    using WiFiBackend::queryStatus;
+    using WiFiBackend::runDiagnosticsTests;
     DiagnosticsTestResults runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
-                                               ErrorRef* error) override;
-    StatusSnapshotRef queryStatus(ErrorRef* error) override;
+                                               ErrorRef* error, const Arrival& arrived) override;
+    StatusSnapshotRef queryStatus(ErrorRef* error, const Arrival& arrived) override;
     void cancelAllRequests() override;
     bool containsWiFiRadio() override;
     bool managerClientAvailable() override;

@@ -16,9 +16,18 @@ class WiFiBackend {
   public:
     virtual ~WiFiBackend() = default;
 
+    // Told once a request has arrived: from then on a cancelAllRequests reaches it. Runs on the
+    // requesting thread, with no lock of the backend held.
+    using Arrival = std::function<void()>;
+
+    DiagnosticsTestResults runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
+                                               ErrorRef* error) {
+        return runDiagnosticsTests(tests, error, Arrival());
+    }
+    StatusSnapshotRef queryStatus(ErrorRef* error) { return queryStatus(error, Arrival()); }
     virtual DiagnosticsTestResults runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
-                                                       ErrorRef* error) = 0;
-    virtual StatusSnapshotRef queryStatus(ErrorRef* error) = 0;
+                                                       ErrorRef* error, const Arrival& arrived) = 0;
+    virtual StatusSnapshotRef queryStatus(ErrorRef* error, const Arrival& arrived) = 0;
     virtual void cancelAllRequests() = 0;
 
     virtual bool containsWiFiRadio() = 0;

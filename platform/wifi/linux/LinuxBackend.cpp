@@ -219,16 +219,29 @@ std::set<std::int64_t> LinuxBackend::knownTestIDs() {
 }
 
 DiagnosticsTestResults LinuxBackend::runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
-                                                         ErrorRef* error) {
+                                                         ErrorRef* error, const Arrival& arrived) {
+    // The request's cancel token is in place before anyone hears it arrived.
+    const auto cancel = std::make_shared<CancelToken>();
+    {
+        std::lock_guard lock(mutex_);
+        running_.insert(cancel);
+    }
+    if (arrived) {
+        arrived();
+    }
     std::vector<DiagnosticsTestResultRef> results;
     ErrorRef firstError;
     for (const DiagnosticsTestRequest& test : tests) {
-        TestAnswer a = answer(test);
+        TestAnswer a = answer(test, cancel);
         if (a.error) {
             firstError = a.error;
             break;
         }
         results.push_back(std::make_shared<const DiagnosticsTestResult>(std::move(*a.result)));
+    }
+    {
+        std::lock_guard lock(mutex_);
+        running_.erase(cancel);
     }
     if (error) {
         *error = firstError;
@@ -239,7 +252,8 @@ DiagnosticsTestResults LinuxBackend::runDiagnosticsTests(const std::vector<Diagn
     return results;
 }
 
-TestAnswer LinuxBackend::answer(const DiagnosticsTestRequest& test) {
+TestAnswer LinuxBackend::answer(const DiagnosticsTestRequest& test,
+                                const std::shared_ptr<CancelToken>& cancel) {
     const auto handler = handlers().find(test.testID);
     if (handler == handlers().end()) {
         return TestAnswer{std::nullopt, makeError(kDomain, servicecode::kUnknownTest,
@@ -257,11 +271,7 @@ TestAnswer LinuxBackend::answer(const DiagnosticsTestRequest& test) {
             request.networkName = name->toString();
         }
     }
-    request.cancel = std::make_shared<CancelToken>();
-    {
-        std::lock_guard lock(mutex_);
-        running_.insert(request.cancel);
-    }
+    request.cancel = cancel;
     TestAnswer result;
     try {
         result = (this->*(handler->second))(request);
@@ -269,10 +279,6 @@ TestAnswer LinuxBackend::answer(const DiagnosticsTestRequest& test) {
         result = TestAnswer{std::nullopt, failure.error};
     } catch (const DBusReadError& e) {
         result = TestAnswer{std::nullopt, e.toServiceError(servicecode::kSystem)};
-    }
-    {
-        std::lock_guard lock(mutex_);
-        running_.erase(request.cancel);
     }
     if (request.cancel->isCancelled()) {
         return TestAnswer{std::nullopt, makeError(kDomain, servicecode::kCancelled,
@@ -288,7 +294,10 @@ void LinuxBackend::cancelAllRequests() {
     }
 }
 
-StatusSnapshotRef LinuxBackend::queryStatus(ErrorRef* error) {
+StatusSnapshotRef LinuxBackend::queryStatus(ErrorRef* error, const Arrival& arrived) {
+    if (arrived) {
+        arrived();  // the query waits on nothing a cancel could end; its calls have their timeouts
+    }
     if (error) {
         *error = nullptr;
     }

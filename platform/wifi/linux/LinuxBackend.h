@@ -67,9 +67,11 @@ class LinuxBackend final : public WiFiBackend {
     LinuxBackend(LinuxBackendOptions options, QObject* context);
     ~LinuxBackend() override;
 
+    using WiFiBackend::queryStatus;
+    using WiFiBackend::runDiagnosticsTests;
     DiagnosticsTestResults runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
-                                               ErrorRef* error) override;
-    StatusSnapshotRef queryStatus(ErrorRef* error) override;
+                                               ErrorRef* error, const Arrival& arrived) override;
+    StatusSnapshotRef queryStatus(ErrorRef* error, const Arrival& arrived) override;
     void cancelAllRequests() override;
     bool containsWiFiRadio() override;
     bool managerClientAvailable() override;
@@ -89,7 +91,7 @@ class LinuxBackend final : public WiFiBackend {
   private:
     using Handler = TestAnswer (LinuxBackend::*)(const Request&);
     static const std::map<std::int64_t, Handler>& handlers();
-    TestAnswer answer(const DiagnosticsTestRequest& test);
+    TestAnswer answer(const DiagnosticsTestRequest& test, const std::shared_ptr<CancelToken>& cancel);
 
     // Device configuration.
     TestAnswer customIPv4(const Request&);

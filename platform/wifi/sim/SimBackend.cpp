@@ -106,10 +106,13 @@ TestAnswer SimBackend::nextAnswer(std::int64_t id, const std::optional<QString>&
 }
 
 DiagnosticsTestResults SimBackend::runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
-                                                       ErrorRef* error) {
+                                                       ErrorRef* error, const Arrival& arrived) {
     std::unique_lock lock(state_->mutex);
     if (tests.empty()) {
         lock.unlock();
+        if (arrived) {
+            arrived();
+        }
         if (error) {
             *error = nullptr;
         }
@@ -119,6 +122,11 @@ DiagnosticsTestResults SimBackend::runDiagnosticsTests(const std::vector<Diagnos
     const std::int64_t id = tests.front().testID;
     const TestAnswer answer = nextAnswer(id, networkNameOf(tests.front()));
     const std::uint64_t generation = state_->cancelGeneration;
+    if (arrived) {
+        lock.unlock();
+        arrived();
+        lock.lock();
+    }
     const bool wasCancelled =
         state_->waitLatency(lock, answer.latency.value_or(scenario_.defaultLatency), generation);
     lock.unlock();
@@ -134,12 +142,17 @@ DiagnosticsTestResults SimBackend::runDiagnosticsTests(const std::vector<Diagnos
     return answer.results;
 }
 
-StatusSnapshotRef SimBackend::queryStatus(ErrorRef* error) {
+StatusSnapshotRef SimBackend::queryStatus(ErrorRef* error, const Arrival& arrived) {
     std::unique_lock lock(state_->mutex);
     const StatusAnswer answer =
         scenario_.status.empty() ? StatusAnswer{} : successive(scenario_.status, state_->statusCalls);
     ++state_->statusCalls;
     const std::uint64_t generation = state_->cancelGeneration;
+    if (arrived) {
+        lock.unlock();
+        arrived();
+        lock.lock();
+    }
     const bool wasCancelled =
         state_->waitLatency(lock, answer.latency.value_or(scenario_.defaultLatency), generation);
     lock.unlock();

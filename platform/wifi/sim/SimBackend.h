@@ -16,9 +16,11 @@ class SimBackend final : public WiFiBackend {
     // Stops the scheduled events; requests still waiting keep their own reference to the state.
     ~SimBackend() override;
 
+    using WiFiBackend::queryStatus;
+    using WiFiBackend::runDiagnosticsTests;
     DiagnosticsTestResults runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,
-                                               ErrorRef* error) override;
-    StatusSnapshotRef queryStatus(ErrorRef* error) override;
+                                               ErrorRef* error, const Arrival& arrived) override;
+    StatusSnapshotRef queryStatus(ErrorRef* error, const Arrival& arrived) override;
     void cancelAllRequests() override;
     bool containsWiFiRadio() override;
     bool managerClientAvailable() override;
