@@ -8,6 +8,7 @@
 #include "platform/wifi/WiFiManager.h"
 #include "platform/wifi/sim/SimBackend.h"
 #include "unittests/support/MainLoop.h"
+#include "unittests/support/PowerWatch.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +20,7 @@
 using namespace platform;
 using namespace platform::sim;
 using namespace std::chrono_literals;
+using testsupport::ManagerSetup;
 
 namespace {
 
@@ -436,66 +438,6 @@ TEST_F(SimBackendTest, DeviceDescriptionReachesTheManagerFunctions) {
     EXPECT_EQ(backend_->deviceCount(), 3);
     EXPECT_FALSE(backend_->power());
 }
-
-namespace {
-
-// What a power callback saw; held by the test, given to the callback as its weak context.
-struct PowerWatch {
-    std::atomic<int> calls{0};
-    std::atomic<bool> onMainThread{true};
-    std::mutex mutex;
-    std::vector<int> powers;
-    WiFiManagerRef manager = nullptr;
-};
-
-void powerCallback(WiFiDeviceRef, std::weak_ptr<void> context) {
-    if (const auto watch = std::static_pointer_cast<PowerWatch>(context.lock())) {
-        if (!dispatch::isMainThread()) {
-            watch->onMainThread = false;
-        }
-        {
-            std::lock_guard lock(watch->mutex);
-            watch->powers.push_back(getPower(watch->manager));
-        }
-        ++watch->calls;
-    }
-}
-
-// A manager scheduled on the main run loop with the power callback on its first device, as the
-// diagnostic sets it up; released again by release().
-struct ManagerSetup {
-    WiFiManagerRef manager = nullptr;
-    WiFiDeviceRef device = nullptr;
-    std::shared_ptr<PowerWatch> watch = std::make_shared<PowerWatch>();
-
-    bool make() {
-        manager = createManagerClient(nullptr, 0);
-        if (!manager) {
-            return false;
-        }
-        scheduleWithRunLoop(manager, RunLoop::main(), kRunLoopDefaultMode);
-        setClientType(manager, 0);
-        WiFiDeviceArrayRef devices = copyDevices(manager);
-        if (devices->count() == 0) {
-            releaseHandle(devices);
-            return false;
-        }
-        device = devices->at(0);
-        retainHandle(device);
-        releaseHandle(devices);
-        watch->manager = manager;
-        registerPowerCallback(device, powerCallback, watch);
-        return true;
-    }
-    void release() {
-        releaseHandle(manager);
-        releaseHandle(device);
-        manager = nullptr;
-        device = nullptr;
-    }
-};
-
-}  // namespace
 
 TEST_F(SimBackendTest, SetPowerNotifiesTheCallbacksOnTheMainRunLoop) {
     auto sim = install(R"({"device": {"power": true}})");

@@ -10,6 +10,7 @@
 #include "platform/wifi/linux/NetworkManagerClient.h"
 #include "unittests/linux/mock/MockSystemBus.h"
 #include "unittests/support/MainLoop.h"
+#include "unittests/support/PowerWatch.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -868,31 +869,6 @@ TEST_F(LinuxBackendTest, CancellingEndsAFreshScanWait) {
 
 // ---- Power ---------------------------------------------------------------------------------------
 
-namespace {
-
-struct PowerWatch {
-    std::atomic<int> calls{0};
-    std::atomic<bool> onMainThread{true};
-    std::mutex mutex;
-    std::vector<int> powers;
-    WiFiManagerRef manager = nullptr;
-};
-
-void powerCallback(WiFiDeviceRef, std::weak_ptr<void> context) {
-    if (const auto watch = std::static_pointer_cast<PowerWatch>(context.lock())) {
-        if (!dispatch::isMainThread()) {
-            watch->onMainThread = false;
-        }
-        {
-            std::lock_guard lock(watch->mutex);
-            watch->powers.push_back(getPower(watch->manager));
-        }
-        ++watch->calls;
-    }
-}
-
-}  // namespace
-
 TEST_F(LinuxBackendTest, PowerIsReadAtConstruction) {
     addDevice();
     mock().setProperty(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("WirelessEnabled"), false);
@@ -906,17 +882,9 @@ TEST_F(LinuxBackendTest, ARadioSwitchReachesThePowerCallbacksOnTheMainThread) {
     // The process-wide backend goes again however the test ends.
     const std::shared_ptr<void> uninstall(nullptr, [](void*) { installWiFiBackend(nullptr); });
 
-    auto watch = std::make_shared<PowerWatch>();
-    WiFiManagerRef manager = createManagerClient(nullptr, 0);
-    ASSERT_TRUE(manager);
-    scheduleWithRunLoop(manager, RunLoop::main(), kRunLoopDefaultMode);
-    WiFiDeviceArrayRef devices = copyDevices(manager);
-    ASSERT_EQ(devices->count(), 1u);
-    WiFiDeviceRef device = devices->at(0);
-    retainHandle(device);
-    releaseHandle(devices);
-    watch->manager = manager;
-    registerPowerCallback(device, powerCallback, watch);
+    testsupport::ManagerSetup setup;
+    ASSERT_TRUE(setup.make());
+    const auto& watch = setup.watch;
 
     // Switched off elsewhere, as another program or the radio key does.
     std::thread([&] {
@@ -936,8 +904,7 @@ TEST_F(LinuxBackendTest, ARadioSwitchReachesThePowerCallbacksOnTheMainThread) {
     }
     EXPECT_TRUE(watch->onMainThread.load());
 
-    releaseHandle(manager);
-    releaseHandle(device);
+    setup.release();
 }
 
 TEST_F(LinuxBackendTest, SwitchingTheRadioOffNotifiesOnce) {
@@ -945,17 +912,9 @@ TEST_F(LinuxBackendTest, SwitchingTheRadioOffNotifiesOnce) {
     installWiFiBackend(sharedBackend());
     const std::shared_ptr<void> uninstall(nullptr, [](void*) { installWiFiBackend(nullptr); });
 
-    auto watch = std::make_shared<PowerWatch>();
-    WiFiManagerRef manager = createManagerClient(nullptr, 0);
-    ASSERT_TRUE(manager);
-    scheduleWithRunLoop(manager, RunLoop::main(), kRunLoopDefaultMode);
-    WiFiDeviceArrayRef devices = copyDevices(manager);
-    ASSERT_EQ(devices->count(), 1u);
-    WiFiDeviceRef device = devices->at(0);
-    retainHandle(device);
-    releaseHandle(devices);
-    watch->manager = manager;
-    registerPowerCallback(device, powerCallback, watch);
+    testsupport::ManagerSetup setup;
+    ASSERT_TRUE(setup.make());
+    const auto& watch = setup.watch;
 
     // The backend's own switch and NetworkManager's signal of it are one change.
     backend().setPower(false);
@@ -967,6 +926,5 @@ TEST_F(LinuxBackendTest, SwitchingTheRadioOffNotifiesOnce) {
     EXPECT_FALSE(platform::linuxwifi::NetworkManagerClient(mock().connection(), 1000ms).wirelessEnabled());
     EXPECT_TRUE(watch->onMainThread.load());
 
-    releaseHandle(manager);
-    releaseHandle(device);
+    setup.release();
 }
