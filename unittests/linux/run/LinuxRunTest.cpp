@@ -6,10 +6,12 @@
 #include "platform/wifi/linux/NetworkManagerClient.h"
 #include "unittests/linux/mock/MockSystemBus.h"
 
+#include <QFile>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -170,6 +172,29 @@ TEST_F(LinuxRunTest, AProfileOfTheMockedSystem) {
         << run.err.toStdString();
     // Scanned a moment ago: the profile asks for no scan of its own.
     EXPECT_EQ(bus_->methodCallCount(device, QStringLiteral("RequestScan")), 0);
+}
+
+TEST_F(LinuxRunTest, TheListShowsTheMockedScanAndAChosenNetworkIsProfiled) {
+    const QString device = joinHome();
+    bus_->finishScansAfter(device, 100);  // the list asks for a fresh scan, which ends 100 ms later
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    QFile script(dir.filePath(QStringLiteral("choose.json")));
+    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+    script.write(R"([{"snapshot": true}, {"tapNetwork": "NETGEAR"}, {"tap": "NEXT"}])");
+    script.close();
+    const HostOutcome run = runHost(
+        bus_->address(), {QStringLiteral("--backend"), QStringLiteral("linux"), QStringLiteral("--list"),
+                          QStringLiteral("--automation"), script.fileName()});
+    ASSERT_EQ(run.exitCode, 0) << run.err.right(1500).toStdString();
+    const auto selected = section(run, "selectedNetwork");
+    ASSERT_TRUE(selected) << run.out.toStdString();
+    EXPECT_EQ(selected->value(QStringLiteral("networkName"))->toString(), QStringLiteral("NETGEAR"));
+    EXPECT_EQ(selected->value(QStringLiteral("isUsingAmbiguousNetworkName")), Value::boolean(true));
+    EXPECT_EQ(selected->value(QStringLiteral("security"))->toInt(), 3);
+    EXPECT_EQ(selected->value(QStringLiteral("RSSI"))->toInt(), -76);  // strength 40
+    // The list's first load asks for a fresh scan; the profile after it reuses that scan.
+    EXPECT_EQ(bus_->methodCallCount(device, QStringLiteral("RequestScan")), 1);
 }
 
 TEST_F(LinuxRunTest, AutoTakesTheRealSystemWhenNetworkManagerListsWiFi) {
