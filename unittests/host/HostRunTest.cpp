@@ -252,7 +252,7 @@ TEST_F(HostRunTest, MissingPluginIsAnOtherFailure) {
 }
 
 TEST_F(HostRunTest, LibraryWithoutTheEntryPointIsNoPlugin) {
-    const QString library = QStringLiteral(WIFIPROFILE_BINARY_DIR "/lib/libwifiprofile_platform.so");
+    const QString library = QStringLiteral(WIFIPROFILE_BINARY_DIR "/lib/libwifiprofile_foundation.so");
     ASSERT_TRUE(QFile::exists(library));
     const HostRun r = run({QStringLiteral("--plugin"), library});
     EXPECT_EQ(r.exitCode, 1);
