@@ -1,10 +1,10 @@
-// Fuzzes the automation reader (parseAutomation, what loadAutomationFile does with a file's bytes):
-// a list of actions, or an object read as a scenario that carries one. Every input must give the
-// actions or a ScenarioError naming the file and saying why. Each action read must have exactly
+// Fuzzes the host's automation reader (parseAutomation, what loadAutomationFile does with a file's
+// bytes): a list of actions, or an object read as a scenario that carries one. Every input must
+// give the actions or an AutomationError naming the file and saying why. Each action read must have exactly
 // one known kind, its place in the file, its form as written, and for the kinds the player uses,
 // a value of the right type and range.
 #include "fuzz/FuzzSupport.h"
-#include "platform/wifi/sim/Scenario.h"
+#include "host/Automation.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,9 +13,9 @@
 
 using fuzzsupport::excerpt;
 using fuzzsupport::require;
+using host::AutomationAction;
+using host::AutomationError;
 using platform::Value;
-using platform::sim::AutomationAction;
-using platform::sim::ScenarioError;
 
 namespace {
 
@@ -75,8 +75,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
     std::vector<AutomationAction> actions;
     try {
-        actions = platform::sim::parseAutomation(input, kFile);
-    } catch (const ScenarioError& error) {
+        actions = host::parseAutomation(input, kFile);
+    } catch (const AutomationError& error) {
         require(error.file() == kFile, "an automation error names the file", QString::fromUtf8(error.what()));
         require(!error.why().isEmpty(), "an automation error says why", excerpt(input));
         return 0;

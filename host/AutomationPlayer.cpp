@@ -12,7 +12,6 @@ namespace host {
 
 using platform::Dictionary;
 using platform::Value;
-using platform::sim::AutomationAction;
 
 namespace {
 

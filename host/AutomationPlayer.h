@@ -5,10 +5,10 @@
 
 #include "host/EventStream.h"
 
+#include "host/Automation.h"
 #include "platform/host/Extension.h"
 #include "platform/ui/table/TableView.h"
-#include "platform/wifi/sim/Scenario.h"
-#include "platform/wifi/sim/SimBackend.h"
+#include "platform/wifi/WiFiBackend.h"
 
 #include <QObject>
 #include <QTimer>
@@ -24,7 +24,7 @@ class AutomationPlayer : public QObject {
     Q_OBJECT
   public:
     // file names where the actions were written, for messages.
-    AutomationPlayer(std::vector<platform::sim::AutomationAction> actions, QString file,
+    AutomationPlayer(std::vector<AutomationAction> actions, QString file,
                      platform::DiagnosticExtension* extension,
                      std::shared_ptr<platform::HostDiagnosticViewController> controller,
                      std::shared_ptr<platform::WiFiBackend> backend, EventStream* events);
@@ -44,13 +44,13 @@ class AutomationPlayer : public QObject {
   private:
     void step();
     // Answers whether the action at next_ is done (or failed); false means try again later.
-    bool perform(const platform::sim::AutomationAction& action, bool idle);
-    bool tap(const platform::sim::AutomationAction& action, bool idle);
-    bool tapNetwork(const platform::sim::AutomationAction& action);
-    bool tapRow(const platform::sim::AutomationAction& action);
-    bool type(const platform::sim::AutomationAction& action, bool idle);
-    bool pullToRefresh(const platform::sim::AutomationAction& action);
-    bool screenshot(const platform::sim::AutomationAction& action);
+    bool perform(const AutomationAction& action, bool idle);
+    bool tap(const AutomationAction& action, bool idle);
+    bool tapNetwork(const AutomationAction& action);
+    bool tapRow(const AutomationAction& action);
+    bool type(const AutomationAction& action, bool idle);
+    bool pullToRefresh(const AutomationAction& action);
+    bool screenshot(const AutomationAction& action);
     // Whether a progress bar is on the screen (the tests are running).
     bool showsProgress() const;
     // The screen as data, for messages.
@@ -60,10 +60,10 @@ class AutomationPlayer : public QObject {
     static std::optional<platform::ui::IndexPath> rowWithText(platform::ui::TableView* table,
                                                               const QString& text,
                                                               std::optional<long> onlySection);
-    void record(const platform::sim::AutomationAction& action);
-    void fail(const platform::sim::AutomationAction& action, const QString& why);
+    void record(const AutomationAction& action);
+    void fail(const AutomationAction& action, const QString& why);
 
-    std::vector<platform::sim::AutomationAction> actions_;
+    std::vector<AutomationAction> actions_;
     QString file_;
     platform::DiagnosticExtension* extension_;
     std::shared_ptr<platform::HostDiagnosticViewController> controller_;

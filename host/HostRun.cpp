@@ -36,7 +36,9 @@ constexpr std::chrono::milliseconds kDrain{5000};
 // and a little more.
 constexpr std::chrono::milliseconds kUnresponsiveGrace = kDrain + std::chrono::milliseconds(1000);
 
-QString describeScenarioError(const QString& role, const platform::sim::ScenarioError& e) {
+// "scenario home.json, at device.devices: why"; e is a ScenarioError or an AutomationError.
+template <class FileError>
+QString describeScenarioError(const QString& role, const FileError& e) {
     QString where = QStringLiteral("%1 %2").arg(role, e.file());
     if (!e.place().isEmpty()) {
         where += QStringLiteral(", at ") + e.place();
@@ -136,14 +138,21 @@ int HostRun::prepare(HostObservers& observers) {
             return kExitScenarioUnusable;
         }
     }
-    std::optional<std::vector<platform::sim::AutomationAction>> automation = scenario.automation;
+    std::optional<std::vector<AutomationAction>> automation;
     QString automationFile = scenario.file;
     if (options_.automationPath) {
         try {
-            automation = platform::sim::loadAutomationFile(*options_.automationPath);
+            automation = loadAutomationFile(*options_.automationPath);
             automationFile = *options_.automationPath;
-        } catch (const platform::sim::ScenarioError& e) {
+        } catch (const AutomationError& e) {
             error(describeScenarioError(QStringLiteral("automation"), e));
+            return kExitScenarioUnusable;
+        }
+    } else if (scenario.automation) {
+        try {
+            automation = automationOfScenario(scenario);
+        } catch (const AutomationError& e) {
+            error(describeScenarioError(QStringLiteral("scenario"), e));
             return kExitScenarioUnusable;
         }
     }

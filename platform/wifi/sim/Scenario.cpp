@@ -49,7 +49,6 @@ TestAnswer neutralTestAnswer() {
 namespace {
 
 constexpr std::int64_t kMaxLatencyMs = 600000;
-constexpr std::int64_t kMaxRowIndex = 1000000;  // far beyond any list a device shows
 constexpr std::int64_t kMaxEventTimeMs = 86400000;
 constexpr std::int64_t kMaxDevices = 64;
 constexpr qint64 kMaxFileSize = 16 * 1024 * 1024;
@@ -57,10 +56,6 @@ const QString kDefaultErrorDomain = QStringLiteral("WiFiDiagnostics");
 
 QString quoted(const QString& s) {
     return QLatin1Char('"') + s + QLatin1Char('"');
-}
-
-QString joined(const QStringList& names) {
-    return names.join(QStringLiteral(", "));
 }
 
 // The reading of a scenario's JSON tree into its typed form. Every complaint is a JsonFieldError
@@ -274,67 +269,6 @@ ScenarioEvent readEvent(const JsonField& field) {
     return event;
 }
 
-AutomationAction readAction(const JsonField& field) {
-    static const QStringList kKinds = {
-        QStringLiteral("tap"),           QStringLiteral("wifiPower"),  QStringLiteral("waitMs"),
-        QStringLiteral("snapshot"),      QStringLiteral("tapNetwork"), QStringLiteral("type"),
-        QStringLiteral("pullToRefresh"), QStringLiteral("screenshot"), QStringLiteral("tapRow")};
-    const JsonObjectFields d = field.readObject();
-    const QStringList keys = d.keys();
-    if (keys.isEmpty()) {
-        d.fail(QStringLiteral("an action needs one key (actions: %1)").arg(joined(kKinds)));
-    }
-    for (const QString& k : keys) {
-        if (!kKinds.contains(k)) {
-            d.failAt(k, QStringLiteral("unknown action %1 (actions: %2)").arg(quoted(k), joined(kKinds)));
-        }
-    }
-    if (keys.size() > 1) {
-        d.fail(QStringLiteral("an action has exactly one key, found %1").arg(joined(keys)));
-    }
-    AutomationAction action;
-    action.place = field.path();
-    action.kind = keys.first();
-    action.raw = d.dictionary();
-    const JsonField value = *d.find(action.kind);
-    if (action.kind == QLatin1String("tap")) {
-        action.tap = value.readNonEmptyString();
-    } else if (action.kind == QLatin1String("wifiPower")) {
-        action.wifiPower = value.readBool();
-    } else if (action.kind == QLatin1String("waitMs")) {
-        action.waitMs = static_cast<int>(value.readIntInRange(0, kMaxLatencyMs));
-    } else if (action.kind == QLatin1String("snapshot") || action.kind == QLatin1String("pullToRefresh")) {
-        if (!value.readBool()) {
-            value.fail(QStringLiteral("%1 takes true").arg(quoted(action.kind)));
-        }
-        action.snapshot = action.kind == QLatin1String("snapshot");
-        action.pullToRefresh = action.kind == QLatin1String("pullToRefresh");
-    } else if (action.kind == QLatin1String("type")) {
-        action.type = value.readString();
-    } else if (action.kind == QLatin1String("tapNetwork")) {
-        action.tapNetwork = value.readString();
-    } else if (action.kind == QLatin1String("tapRow")) {
-        const JsonObjectFields row = value.readObject();
-        row.rejectUnknownKeys({QStringLiteral("section"), QStringLiteral("row")}, QStringLiteral("a row"));
-        action.tapRow = AutomationAction::RowAddress{
-            static_cast<long>(row.require(QStringLiteral("section"), QStringLiteral("a row"))
-                                  .readIntInRange(0, kMaxRowIndex)),
-            static_cast<long>(
-                row.require(QStringLiteral("row"), QStringLiteral("a row")).readIntInRange(0, kMaxRowIndex))};
-    } else {  // screenshot
-        action.screenshot = value.readNonEmptyString();
-    }
-    return action;
-}
-
-std::vector<AutomationAction> readAutomation(const JsonField& field) {
-    std::vector<AutomationAction> actions;
-    for (const JsonField& element : field.readArray(QStringLiteral("an array of actions"))) {
-        actions.push_back(readAction(element));
-    }
-    return actions;
-}
-
 // ----- the whole scenario --------------------------------------------------------------------------
 
 // A test ID from its key in "tests"; field is the key's answers, which carry the key's path.
@@ -412,7 +346,7 @@ Scenario readScenario(const JsonField& root) {
         }
     }
     if (const auto v = d.find(QStringLiteral("automation"))) {
-        s.automation = readAutomation(*v);
+        s.automation = *v;  // the host reads the user actions; the device has no part in them
     }
     return s;
 }
@@ -435,7 +369,9 @@ Value parseDocument(const QByteArray& json, const QString& file) {
     }
 }
 
-QByteArray readWholeFile(const QString& path) {
+}  // namespace
+
+QByteArray readScenarioFileBytes(const QString& path) {
     QFile f(path);
     if (!f.open(QIODevice::ReadOnly)) {
         throw ScenarioError(path, QString(), QStringLiteral("cannot be read: %1").arg(f.errorString()));
@@ -454,8 +390,6 @@ QByteArray readWholeFile(const QString& path) {
     return data;
 }
 
-}  // namespace
-
 Scenario parseScenario(const QByteArray& json, const QString& file) {
     const Value root = parseDocument(json, file);
     Scenario s = readingFile(file, [&] { return readScenario(JsonField(root)); });
@@ -464,7 +398,7 @@ Scenario parseScenario(const QByteArray& json, const QString& file) {
 }
 
 Scenario loadScenarioFile(const QString& path) {
-    return parseScenario(readWholeFile(path), path);
+    return parseScenario(readScenarioFileBytes(path), path);
 }
 
 Scenario builtInScenario() {
@@ -477,31 +411,6 @@ Scenario builtInScenario() {
                             QStringLiteral("the built-in scenario is missing from the program's resources"));
     }
     return parseScenario(f.readAll(), QString::fromLatin1(kBuiltInScenarioFile));
-}
-
-std::vector<AutomationAction> parseAutomation(const QByteArray& json, const QString& file) {
-    const Value root = parseDocument(json, file);
-    return readingFile(file, [&] {
-        const JsonField document(root);
-        if (document.kind() == Value::Kind::Array) {
-            return readAutomation(document);
-        }
-        if (document.kind() != Value::Kind::Dictionary) {
-            document.fail(QStringLiteral("an automation file holds an array of actions or an object with "
-                                         "\"automation\", got %1")
-                              .arg(jsonKindPhrase(root)));
-        }
-        // An object is read as a scenario, so that a scenario file can serve as its own automation.
-        Scenario s = readScenario(document);
-        if (!s.automation) {
-            document.fail(QStringLiteral("the object has no \"automation\" key"));
-        }
-        return std::move(*s.automation);
-    });
-}
-
-std::vector<AutomationAction> loadAutomationFile(const QString& path) {
-    return parseAutomation(readWholeFile(path), path);
 }
 
 }  // namespace platform::sim

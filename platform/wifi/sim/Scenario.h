@@ -4,6 +4,7 @@
 // automation script. Read from a JSON file whose format is documented in docs/scenarios.md.
 
 #include "platform/foundation/Error.h"
+#include "platform/foundation/JsonFieldReader.h"
 #include "platform/foundation/Value.h"
 #include "platform/wifi/WiFiDiagnosticsClient.h"
 
@@ -66,27 +67,6 @@ struct ScenarioEvent {
     std::optional<bool> wifiPower;
 };
 
-// One step of an automation script: an object with exactly one key, the action's kind. The kinds
-// An automation step. Each action has exactly one key; its value is read into the field of its kind.
-struct AutomationAction {
-    QString place;  // where it stands in its file, for messages: automation[3]
-    QString kind;   // the action's one key: "tap", "wifiPower", "waitMs", "snapshot", "tapNetwork", ...
-    std::optional<QString> tap;  // strings-table key of an alert or bar button, or of a table row
-    std::optional<bool> wifiPower;
-    std::optional<int> waitMs;
-    bool snapshot = false;
-    std::optional<QString> tapNetwork;  // the text of a row of the networks section
-    struct RowAddress {
-        long section = 0;
-        long row = 0;
-    };
-    std::optional<RowAddress> tapRow;
-    std::optional<QString> type;  // typed into the presented alert's text field, one change per character
-    bool pullToRefresh = false;
-    std::optional<QString> screenshot;  // PNG file to save the screen to
-    DictionaryRef raw;                  // the action as written, for events
-};
-
 struct Scenario {
     QString file;  // where it was read from, or "(built-in)"
     QString description;
@@ -99,7 +79,8 @@ struct Scenario {
     TestAnswer defaultAnswer = neutralTestAnswer();  // for IDs the scenario does not name
     std::chrono::milliseconds defaultLatency{0};
     std::vector<ScenarioEvent> events;
-    std::optional<std::vector<AutomationAction>> automation;
+    // The user actions to play, as written under "automation" (path "automation"); the host reads them.
+    std::optional<JsonField> automation;
 };
 
 // The name a scenario read from the program's own resources gives as its file.
@@ -116,12 +97,7 @@ Scenario parseScenario(const QByteArray& json, const QString& file);
 Scenario loadScenarioFile(const QString& path);
 // The built-in default scenario (a home set-up; also shipped as scenarios/default.json).
 Scenario builtInScenario();
-// Reads a stand-alone automation script from JSON text: an array of actions, or an object with
-// "automation" (read as a scenario, so any scenario file serves); file names the source in error
-// messages. Throws ScenarioError.
-std::vector<AutomationAction> parseAutomation(const QByteArray& json, const QString& file);
-// Reads the automation file at path, as parseAutomation does. Throws ScenarioError (also for a file
-// that cannot be read).
-std::vector<AutomationAction> loadAutomationFile(const QString& path);
+// The bytes of the scenario (or automation) file at path, at most 16 MiB. Throws ScenarioError.
+QByteArray readScenarioFileBytes(const QString& path);
 
 }  // namespace platform::sim
