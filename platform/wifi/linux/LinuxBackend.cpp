@@ -103,6 +103,15 @@ Value scanResultValue(const NMAccessPoint& ap) {
     return Value::record(record);
 }
 
+// A probe's error that says something about the network (no such name, no answer in time, refused,
+// no route), as against one that says the probe could not be made (cancelled, a bad target, the
+// system failing): only the first kind is a finding.
+bool isNetworkFinding(const ErrorRef& error) {
+    static const std::set<std::int64_t> kFindings = {probecode::kNameNotResolved, probecode::kTimedOut,
+                                                     probecode::kConnectionRefused, probecode::kUnreachable};
+    return error && kFindings.count(error->code) > 0;
+}
+
 bool isWifiConnection(const NMConnectionSettings& settings) {
     return settings.isWifi() && settings.hasWireless;
 }
@@ -124,6 +133,7 @@ struct LinuxBackend::Request {
     std::optional<std::int64_t> maxScanCacheAge;  // seconds; absent: any scan NetworkManager has
     std::optional<QString> networkName;           // the selected network, when one is named
     std::shared_ptr<CancelToken> cancel;
+    std::int64_t arrivedAtMs = 0;  // CLOCK_BOOTTIME: a scan finished after it is fresh for the request
 };
 
 LinuxBackend::LinuxBackend(LinuxBackendOptions options, QObject* context)
@@ -264,7 +274,8 @@ TestAnswer LinuxBackend::answer(const DiagnosticsTestRequest& test,
     if (test.configuration) {
         if (const auto age = test.configuration->value(QStringLiteral("MaxScanCacheAge"));
             age && age->isNumber()) {
-            request.maxScanCacheAge = std::max<std::int64_t>(0, age->toInt());
+            // Held to a day: older than that is no cache at all, and seconds × 1000 stay in range.
+            request.maxScanCacheAge = std::clamp<std::int64_t>(age->toInt(), 0, 86400);
         }
         if (const auto name = test.configuration->value(QStringLiteral("NetworkName"));
             name && name->isString()) {
@@ -272,6 +283,7 @@ TestAnswer LinuxBackend::answer(const DiagnosticsTestRequest& test,
         }
     }
     request.cancel = cancel;
+    request.arrivedAtMs = bootTimeMs();
     TestAnswer result;
     try {
         result = (this->*(handler->second))(request);
@@ -398,10 +410,21 @@ QString LinuxBackend::wifiDevicePath() const {
 
 std::vector<NMAccessPoint> LinuxBackend::scan(const Request& request) {
     const QString device = wifiDevicePath();
+    const auto isFresh = [&](std::int64_t lastScan) {
+        return lastScan >= 0 && (!request.maxScanCacheAge || lastScan >= request.arrivedAtMs ||
+                                 bootTimeMs() - lastScan <= *request.maxScanCacheAge * 1000);
+    };
     std::int64_t lastScan = nm_->lastScan(device);
-    const bool fresh = lastScan >= 0 && (!request.maxScanCacheAge ||
-                                         bootTimeMs() - lastScan <= *request.maxScanCacheAge * 1000);
-    if (!fresh) {
+    std::unique_lock<std::mutex> oneScanAtATime;
+    if (!isFresh(lastScan)) {
+        // One scan at a time: a request that waited for another's finds that scan fresh and uses it.
+        oneScanAtATime = std::unique_lock(scanMutex_);
+        if (request.cancel->isCancelled()) {
+            fail(servicecode::kCancelled, QStringLiteral("the request was cancelled"));
+        }
+        lastScan = nm_->lastScan(device);
+    }
+    if (!isFresh(lastScan)) {
         {
             std::lock_guard lock(mutex_);
             ++scansRequested_;
@@ -504,6 +527,27 @@ void LinuxBackend::requireJoinedTarget(const Request& request) const {
     }
 }
 
+void LinuxBackend::requireThroughWiFi(const std::optional<QString>& interfaceName, const QString& what,
+                                      const QString& address) const {
+    const QString wifi = nm_->device(wifiDevicePath()).interface;
+    if (interfaceName && !wifi.isEmpty() && *interfaceName != wifi) {
+        fail(servicecode::kNotSupported,
+             QStringLiteral("the route to the %1 address %2 leaves through %3, not the Wi-Fi device %4")
+                 .arg(what, address, *interfaceName, wifi));
+    }
+}
+
+BluetoothState LinuxBackend::bluetoothState() const {
+    try {
+        return bluez_->readState();
+    } catch (const DBusReadError& e) {
+        if (e.kind() == DBusReadError::Kind::NoService) {
+            fail(servicecode::kNotSupported, e.text());  // no Bluetooth stack to ask
+        }
+        throw;
+    }
+}
+
 // ----- device configuration -------------------------------------------------------------------------
 
 TestAnswer LinuxBackend::customIPv4(const Request&) {
@@ -555,13 +599,13 @@ TestAnswer LinuxBackend::realTimeMode(const Request&) {
 }
 
 TestAnswer LinuxBackend::bluetoothConnected(const Request&) {
-    const auto count = static_cast<std::int64_t>(bluez_->readState().connectedCount());
+    const auto count = static_cast<std::int64_t>(bluetoothState().connectedCount());
     return finding(count >= 4,
                    Dictionary::make({{QStringLiteral("BTConnectedCount"), Value::integer(count)}}));
 }
 
 TestAnswer LinuxBackend::bluetoothPaired(const Request&) {
-    const auto count = static_cast<std::int64_t>(bluez_->readState().pairedCount());
+    const auto count = static_cast<std::int64_t>(bluetoothState().pairedCount());
     return finding(count >= 16, Dictionary::make({{QStringLiteral("BTPairedCount"), Value::integer(count)}}));
 }
 
@@ -576,7 +620,7 @@ TestAnswer LinuxBackend::bluetoothCoex(const Request&) {
         QFile file(options_.sysfsRoot + QLatin1String(s.path));
         if (file.open(QIODevice::ReadOnly)) {
             const bool coex = file.readAll().trimmed() == s.on;
-            return finding(coex && bluez_->readState().anyAdapterPowered());
+            return finding(coex && bluetoothState().anyAdapterPowered());
         }
     }
     fail(
@@ -677,23 +721,37 @@ TestAnswer LinuxBackend::captivePortal(const Request& request) {
     requireJoinedTarget(request);
     const NMAccessPoint ap = targetAccessPoint(request);
     bool captive = false;
-    const std::uint32_t connectivity = nm_->checkConnectivity();
+    std::uint32_t connectivity = nm::kConnectivityUnknown;
+    try {
+        connectivity = nm_->checkConnectivity();
+    } catch (const DBusReadError&) {
+        // Refused (a polkit right) or too slow: our own probe tells instead.
+    }
     if (connectivity == nm::kConnectivityUnknown) {
         // NetworkManager does not check connectivity here: our own probe tells.
         const auto retrieved =
             http_->retrieve(options_.targets.checkUrl, options_.targets.checkStatus,
                             options_.targets.checkBody, options_.targets.httpTimeout, *request.cancel);
-        captive = retrieved.ok() && retrieved.value().portalLike();
+        if (!retrieved.ok()) {
+            throw ServiceFailure{retrieved.error()};  // no answer tells nothing about a portal
+        }
+        captive = retrieved.value().portalLike();
     } else {
         captive = connectivity == nm::kConnectivityPortal;
     }
     auto info = Dictionary::make();
-    if (const auto saved = savedConnectionFor(ap.ssid)) {
+    const auto saved = savedConnectionFor(ap.ssid);
+    // The saved connection's security, else the access point's; the profile stays out when
+    // neither can be told.
+    auto security = saved ? securityOfSettings(*saved) : std::nullopt;
+    if (!security) {
+        security = securityOfAccessPoint(securityFlagsOf(ap));
+    }
+    if (saved && security) {
         auto profile = std::make_shared<NetworkProfile>();
         profile->ssidString = ssidText(ap.ssid);
-        profile->security =
-            static_cast<std::int64_t>(securityOfSettings(*saved).value_or(SecurityType::Open));
-        profile->isPasspoint = false;
+        profile->security = static_cast<std::int64_t>(*security);
+        profile->isPasspoint = false;  // NetworkManager saves no Passpoint profiles
         profile->isEnabled = saved->effectiveAutoconnect();
         profile->isCaptive = captive;
         profile->isHidden = saved->effectiveHidden();
@@ -727,6 +785,7 @@ TestAnswer LinuxBackend::ping(const Request& request, const QString& what, const
     if (!series.ok()) {
         throw ServiceFailure{series.error()};
     }
+    requireThroughWiFi(series.value().interfaceName, what, address);
     const auto record =
         pingResult(series.value().interfaceName, series.value().sent, series.value().roundTripsMs,
                    Date::fromSecondsSince1970(QDateTime::currentMSecsSinceEpoch() / 1000.0), &problem);
@@ -770,9 +829,17 @@ TestAnswer LinuxBackend::doubleNAT(const Request& request) {
         fail(servicecode::kSystem, QStringLiteral("the WAN ping address \"%1\" is no IP address")
                                        .arg(options_.targets.wanPingAddress));
     }
+    if (const auto route = outgoingInterface(*target); route.ok()) {
+        requireThroughWiFi(route.value(), QStringLiteral("WAN ping"), options_.targets.wanPingAddress);
+    }
     const auto hop = findSecondHop(*target, options_.targets.secondHopTimeout, *request.cancel);
     if (!hop.ok()) {
         throw ServiceFailure{hop.error()};
+    }
+    if (!hop.value().router && !hop.value().targetAnswered) {
+        fail(servicecode::kTimedOut,
+             QStringLiteral("no router answered the probe with a time to live of 2 within %1 ms")
+                 .arg(options_.targets.secondHopTimeout.count()));
     }
     return finding(hop.value().router && isPrivateIPv4(*hop.value().router));
 }
@@ -801,7 +868,7 @@ TestAnswer LinuxBackend::ipv6Assigned(const Request& request) {
 TestAnswer LinuxBackend::resolveDNS(const Request& request) {
     requireJoinedTarget(request);
     const auto resolved = resolveHost(options_.targets.dnsName, options_.targets.dnsTimeout, *request.cancel);
-    if (!resolved.ok() && resolved.error()->code == servicecode::kCancelled) {
+    if (!resolved.ok() && !isNetworkFinding(resolved.error())) {
         throw ServiceFailure{resolved.error()};
     }
     const bool ok = resolved.ok() && !resolved.value().isEmpty();
@@ -812,7 +879,7 @@ TestAnswer LinuxBackend::reachInternet(const Request& request) {
     requireJoinedTarget(request);
     const auto reached =
         http_->reach(options_.targets.checkUrl, options_.targets.httpTimeout, *request.cancel);
-    if (!reached.ok() && reached.error()->code == servicecode::kCancelled) {
+    if (!reached.ok() && !isNetworkFinding(reached.error())) {
         throw ServiceFailure{reached.error()};
     }
     return verdict(reached.ok(), reached.ok());
@@ -823,7 +890,7 @@ TestAnswer LinuxBackend::retrieveInternet(const Request& request) {
     const auto retrieved =
         http_->retrieve(options_.targets.checkUrl, options_.targets.checkStatus, options_.targets.checkBody,
                         options_.targets.httpTimeout, *request.cancel);
-    if (!retrieved.ok() && retrieved.error()->code == servicecode::kCancelled) {
+    if (!retrieved.ok() && !isNetworkFinding(retrieved.error())) {
         throw ServiceFailure{retrieved.error()};
     }
     const bool ok = retrieved.ok() && !retrieved.value().portalLike();

@@ -30,6 +30,7 @@ class HttpProbe;
 class WirelessEnabledWatcher;
 struct NMAccessPoint;
 struct NMConnectionSettings;
+struct BluetoothState;
 
 // The service's error codes (errno values, as the platform's service uses them).
 namespace servicecode {
@@ -138,8 +139,13 @@ class LinuxBackend final : public WiFiBackend {
     std::optional<NMConnectionSettings> savedConnectionFor(const QByteArray& ssid) const;
     std::vector<NMConnectionSettings> savedWifiConnections() const;
     void requireJoinedTarget(const Request& request) const;
+    // A probe measures the Wi-Fi only when it left through the Wi-Fi device; otherwise (another
+    // network holds the route) the test answers error 95 naming both.
+    void requireThroughWiFi(const std::optional<QString>& interfaceName, const QString& what,
+                            const QString& address) const;
     TestAnswer ping(const Request& request, const QString& what, const QString& address);
     void watchPower(QObject* context);
+    BluetoothState bluetoothState() const;
 
     LinuxBackendOptions options_;
     std::unique_ptr<NetworkManagerClient> nm_;
@@ -147,6 +153,7 @@ class LinuxBackend final : public WiFiBackend {
     std::unique_ptr<HttpProbe> http_;
     std::unique_ptr<WirelessEnabledWatcher> powerWatcher_;
 
+    std::mutex scanMutex_;  // held by the one request waiting for a fresh scan
     mutable std::mutex mutex_;
     std::set<std::shared_ptr<CancelToken>> running_;  // the cancel tokens of requests in progress
     bool power_ = false;
