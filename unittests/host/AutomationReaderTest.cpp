@@ -5,6 +5,7 @@
 
 #include "platform/foundation/Value.h"
 #include "platform/wifi/sim/Scenario.h"
+#include "unittests/support/MessageCases.h"
 
 #include <QDir>
 #include <QFile>
@@ -184,15 +185,6 @@ namespace {
 
 const QString kBadAutomationDir = QStringLiteral(WIFIPROFILE_SOURCE_DIR "/unittests/data/bad-automation");
 
-std::vector<std::string> badAutomationFiles(const QString& suffix) {
-    std::vector<std::string> names;
-    for (const QString& file :
-         QDir(kBadAutomationDir).entryList({QLatin1Char('*') + suffix}, QDir::Files, QDir::Name)) {
-        names.push_back(file.chopped(suffix.size()).toStdString());
-    }
-    return names;
-}
-
 // The message that reading the case's actions raises, the file named as itself; nullopt when they
 // are read without error.
 std::optional<std::string> messageOfBadAutomation(const QString& name) {
@@ -214,46 +206,19 @@ std::optional<std::string> messageOfBadAutomation(const QString& name) {
 class BadAutomationFile : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(BadAutomationFile, RaisesTheExpectedMessage) {
-    const QString name = QString::fromStdString(GetParam());
-    const QString casePath = kBadAutomationDir + u'/' + name + QStringLiteral(".json");
-    const QString expectedPath = kBadAutomationDir + u'/' + name + QStringLiteral(".expected");
-    const std::optional<std::string> message = messageOfBadAutomation(name);
-    ASSERT_TRUE(message.has_value()) << casePath.toStdString()
-                                     << " is read without error; a bad script must be rejected";
-    if (qEnvironmentVariableIsSet("WIFIPROFILE_UPDATE_GOLDEN")) {
-        QFile f(expectedPath);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate)) << expectedPath.toStdString();
-        f.write(QByteArray::fromStdString(*message) + '\n');
-        GTEST_SKIP() << "rewrote " << expectedPath.toStdString() << "; review the diff";
-    }
-    QFile expectedFile(expectedPath);
-    ASSERT_TRUE(expectedFile.open(QIODevice::ReadOnly))
-        << expectedPath.toStdString() << " is missing (WIFIPROFILE_UPDATE_GOLDEN=1 writes it)";
-    QByteArray expected = expectedFile.readAll();
-    if (expected.endsWith('\n')) {
-        expected.chop(1);
-    }
-    EXPECT_EQ(*message, expected.toStdString()) << "case " << casePath.toStdString();
+    testsupport::expectMessageOfCase(kBadAutomationDir, GetParam(),
+                                     messageOfBadAutomation(QString::fromStdString(GetParam())));
 }
 
 INSTANTIATE_TEST_SUITE_P(Data, BadAutomationFile,
-                         ::testing::ValuesIn(badAutomationFiles(QStringLiteral(".json"))),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                             QString name = QString::fromStdString(info.param);
-                             name.replace(u'-', u'_');
-                             return name.toStdString();
-                         });
+                         ::testing::ValuesIn(testsupport::caseFiles(kBadAutomationDir,
+                                                                    QStringLiteral(".json"))),
+                         testsupport::caseTestName);
 
-// Every script has its message and every message its script; the scenarios around the scripts are
-// ones the simulated device reads.
-TEST(BadAutomationFiles, EveryCaseIsComplete) {
-    const std::vector<std::string> cases = badAutomationFiles(QStringLiteral(".json"));
-    EXPECT_FALSE(cases.empty()) << "no cases in " << kBadAutomationDir.toStdString();
-    EXPECT_EQ(cases, badAutomationFiles(QStringLiteral(".expected")))
-        << "each <name>.json in " << kBadAutomationDir.toStdString() << " needs a <name>.expected, and back";
-    static const QRegularExpression kName(QStringLiteral("^[a-z0-9]+(-[a-z0-9]+)*$"));
-    for (const std::string& name : cases) {
-        EXPECT_TRUE(kName.match(QString::fromStdString(name)).hasMatch()) << "badly named case: " << name;
+// The scenarios around the bad scripts are ones the simulated device reads.
+TEST(BadAutomationFiles, EveryCaseIsCompleteAndItsScenarioIsGood) {
+    testsupport::expectCasesComplete(kBadAutomationDir);
+    for (const std::string& name : testsupport::caseFiles(kBadAutomationDir, QStringLiteral(".json"))) {
         EXPECT_NO_THROW(loadScenarioFile(kBadAutomationDir + u'/' + QString::fromStdString(name) + ".json"))
             << name;
     }

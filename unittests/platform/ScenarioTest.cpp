@@ -4,6 +4,7 @@
 #include "platform/foundation/Json.h"
 #include "platform/wifi/WiFiRecords.h"
 #include "platform/wifi/sim/Scenario.h"
+#include "unittests/support/MessageCases.h"
 
 #include <QDir>
 #include <QFile>
@@ -387,16 +388,6 @@ namespace {
 
 const QString kBadScenarioDir = QStringLiteral(WIFIPROFILE_SOURCE_DIR "/unittests/data/bad-scenarios");
 
-// The files of the bad-scenario folder with the given suffix, without it, in order.
-std::vector<std::string> badScenarioFiles(const QString& suffix) {
-    std::vector<std::string> names;
-    for (const QString& file :
-         QDir(kBadScenarioDir).entryList({QLatin1Char('*') + suffix}, QDir::Files, QDir::Name)) {
-        names.push_back(file.chopped(suffix.size()).toStdString());
-    }
-    return names;
-}
-
 QByteArray readFile(const QString& path) {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
@@ -419,48 +410,17 @@ std::optional<std::string> messageOfBadScenario(const QString& name) {
 class BadScenarioFile : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(BadScenarioFile, RaisesTheExpectedMessage) {
-    const QString name = QString::fromStdString(GetParam());
-    const QString casePath = kBadScenarioDir + u'/' + name + QStringLiteral(".json");
-    const QString expectedPath = kBadScenarioDir + u'/' + name + QStringLiteral(".expected");
-    const std::optional<std::string> message = messageOfBadScenario(name);
-    ASSERT_TRUE(message.has_value()) << casePath.toStdString()
-                                     << " is read without error; a bad scenario must be rejected";
-    if (qEnvironmentVariableIsSet("WIFIPROFILE_UPDATE_GOLDEN")) {
-        QFile f(expectedPath);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate)) << expectedPath.toStdString();
-        f.write(QByteArray::fromStdString(*message) + '\n');
-        GTEST_SKIP() << "rewrote " << expectedPath.toStdString() << "; review the diff";
-    }
-    QFile expectedFile(expectedPath);
-    ASSERT_TRUE(expectedFile.open(QIODevice::ReadOnly))
-        << expectedPath.toStdString() << " is missing (WIFIPROFILE_UPDATE_GOLDEN=1 writes it)";
-    QByteArray expected = expectedFile.readAll();
-    if (expected.endsWith('\n')) {
-        expected.chop(1);
-    }
-    EXPECT_EQ(*message, expected.toStdString()) << "case " << casePath.toStdString();
+    testsupport::expectMessageOfCase(kBadScenarioDir, GetParam(),
+                                     messageOfBadScenario(QString::fromStdString(GetParam())));
 }
 
 INSTANTIATE_TEST_SUITE_P(Data, BadScenarioFile,
-                         ::testing::ValuesIn(badScenarioFiles(QStringLiteral(".json"))),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                             QString name = QString::fromStdString(info.param);
-                             name.replace(u'-', u'_');
-                             return name.toStdString();
-                         });
+                         ::testing::ValuesIn(testsupport::caseFiles(kBadScenarioDir,
+                                                                    QStringLiteral(".json"))),
+                         testsupport::caseTestName);
 
-// The folder holds the cases and nothing half made: every scenario has its message and every
-// message its scenario, and names are lower-case words joined by hyphens, so that each gives a
-// distinct test name.
 TEST(BadScenarioFiles, EveryCaseIsComplete) {
-    const std::vector<std::string> scenarios = badScenarioFiles(QStringLiteral(".json"));
-    EXPECT_FALSE(scenarios.empty()) << "no cases in " << kBadScenarioDir.toStdString();
-    EXPECT_EQ(scenarios, badScenarioFiles(QStringLiteral(".expected")))
-        << "each <name>.json in " << kBadScenarioDir.toStdString() << " needs a <name>.expected, and back";
-    static const QRegularExpression kName(QStringLiteral("^[a-z0-9]+(-[a-z0-9]+)*$"));
-    for (const std::string& name : scenarios) {
-        EXPECT_TRUE(kName.match(QString::fromStdString(name)).hasMatch()) << "badly named case: " << name;
-    }
+    testsupport::expectCasesComplete(kBadScenarioDir);
 }
 
 // ----- files ---------------------------------------------------------------------------------

@@ -776,6 +776,11 @@ TestAnswer LinuxBackend::ping(const Request& request, const QString& what, const
         fail(servicecode::kSystem,
              QStringLiteral("the %1 address \"%2\" is no IPv4 address").arg(what, address));
     }
+    // Asked of the kernel's routing before anything is sent: a ping that would leave through
+    // another device is not sent at all.
+    if (const auto route = outgoingInterface(*target); route.ok()) {
+        requireThroughWiFi(route.value(), what, address);
+    }
     PingRequest ping;
     ping.target = *target;
     ping.count = options_.targets.pingCount;

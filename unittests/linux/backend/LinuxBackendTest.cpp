@@ -17,6 +17,7 @@
 #include <QFile>
 #include <QObject>
 #include <QTemporaryDir>
+#include <QUrl>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -160,6 +161,11 @@ class LinuxBackendTest : public ::testing::Test {
             options.callTimeout = 1000ms;
             options.scanTimeout = scanTimeout_;
             options.sysfsRoot = sysfsRoot_;
+            // Probe targets on this machine only; the Wi-Fi device is wlp2s0, so a probe whose
+            // route leaves through the loopback device is refused before anything is sent.
+            options.targets.wanPingAddress = QStringLiteral("127.0.0.1");
+            options.targets.dnsName = QStringLiteral("localhost");
+            options.targets.checkUrl = QUrl(QStringLiteral("http://127.0.0.1:9/"));
             backend_ = std::make_shared<LinuxBackend>(options, &context_);
         }
         return *backend_;
@@ -927,4 +933,18 @@ TEST_F(LinuxBackendTest, SwitchingTheRadioOffNotifiesOnce) {
     EXPECT_TRUE(watch->onMainThread.load());
 
     setup.release();
+}
+
+TEST_F(LinuxBackendTest, APingWhoseRouteLeavesThroughAnotherDeviceIsNotSent) {
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2412));
+    mock().addIp4Config(device_, QStringLiteral("ip4"), {{QStringLiteral("192.168.1.20"), 24}},
+                        QStringLiteral("127.0.0.1"));
+    for (const std::int64_t id : {3, 6}) {
+        const auto start = std::chrono::steady_clock::now();
+        const Outcome o = run(id);
+        EXPECT_EQ(o.errorCode(), 95) << id;
+        EXPECT_THAT(o.errorText(), HasSubstr("leaves through lo, not the Wi-Fi device wlp2s0")) << id;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 1000ms) << "no ping series was sent";
+    }
 }
