@@ -11,7 +11,6 @@
 #include "platform/wifi/linux/NetworkManagerClient.h"
 #include "platform/wifi/linux/NetworkNames.h"
 #include "platform/wifi/linux/PingStatistics.h"
-#include "platform/wifi/linux/RouteTable.h"
 #include "platform/wifi/linux/SecondHop.h"
 #include "platform/wifi/linux/Security.h"
 #include "platform/wifi/linux/SignalLevels.h"
@@ -218,14 +217,6 @@ const std::map<std::int64_t, LinuxBackend::Handler>& LinuxBackend::handlers() {
         {31, &LinuxBackend::noScanResults},
     };
     return table;
-}
-
-std::set<std::int64_t> LinuxBackend::knownTestIDs() {
-    std::set<std::int64_t> ids;
-    for (const auto& [id, handler] : handlers()) {
-        ids.insert(id);
-    }
-    return ids;
 }
 
 DiagnosticsTestResults LinuxBackend::runDiagnosticsTests(const std::vector<DiagnosticsTestRequest>& tests,

@@ -83,8 +83,6 @@ class LinuxBackend final : public WiFiBackend {
 
     // How many scans this backend asked NetworkManager for.
     int scansRequested() const;
-    // The test IDs that have a handler.
-    static std::set<std::int64_t> knownTestIDs();
 
     // One request as a handler sees it.
     struct Request;
