@@ -5,7 +5,9 @@
 #include "platform/ui/Toolkit.h"
 #include "platform/ui/table/TableView.h"
 #include "platform/ui/table/TableViewCell.h"
+#include "platform/wifi/WiFiBackend.h"
 #include "unittests/diagnostic/DiagnosticHarness.h"
+#include "unittests/support/MainLoop.h"
 #include "wifiprofile/chooser/WiFiHeaderView.h"
 #include "wifiprofile/resources/Strings.h"
 
@@ -391,6 +393,83 @@ TEST(Refresh, WithAnotherNetworkSelectedTheJoinedOneIsListedAgain) {
     ASSERT_TRUE(c.refresh());
     EXPECT_EQ(c.rows(0), QStringList({"Cafe"}));
     EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Home", "Zoo", other()}));
+}
+
+// ---- Power notifications that find Wi-Fi on again ----
+
+// The scan after Home's: Cafe gone, Acorn Tree new.
+std::vector<Ap> laterScan() {
+    auto next = homeScan();
+    next.erase(next.begin() + 3);
+    next.push_back({"Acorn Tree", "02:00:00:00:00:09", -58});
+    return next;
+}
+
+std::vector<long> reloadedRows(const platform::DictionaryRef& reload) {
+    std::vector<long> rows;
+    for (const Value& count : *reload->value("rows")->toArray()) {
+        rows.push_back(static_cast<long>(count.toInt()));
+    }
+    return rows;
+}
+
+TEST(PowerNotification, WiFiFoundOnAgainLoadsTheShownListAfreshFromTheOtherRow) {
+    Chooser c(chooserScenario({homeScan(), laterScan()}));
+    ASSERT_TRUE(c.loaded);
+    ASSERT_EQ(c.rows(1), QStringList({"Bakery", "Cafe", "Zoo", other()}));
+    c.events.clear();
+    platform::notifyWiFiPowerChanged();
+    ASSERT_TRUE(c.h.waitUntilIdle());
+    const auto reloads = c.events.of("tableReload");
+    ASSERT_EQ(reloads.size(), 1u);
+    EXPECT_EQ(reloadedRows(reloads[0]), (std::vector<long>{1, 1}));
+    const auto updates = c.events.of("tableUpdate");
+    ASSERT_EQ(updates.size(), 1u);
+    EXPECT_EQ(paths(updates[0], "inserted"), (Paths{{1, 0}, {1, 1}, {1, 2}}));
+    EXPECT_EQ(c.rows(1), QStringList({"Acorn Tree", "Bakery", "Zoo", other()}));
+    EXPECT_EQ(c.rows(0), QStringList({"Home"}));
+    EXPECT_TRUE(c.h.finishes().empty());
+    EXPECT_TRUE(c.h.controller->scanFinished);
+    EXPECT_TRUE(c.table().allowsSelection());
+}
+
+TEST(PowerNotification, TwoNotificationsBackToBackLoadTheListOneAfterTheOther) {
+    auto third = laterScan();
+    third.push_back({"Yew", "02:00:00:00:00:0a", -80});
+    Chooser c(chooserScenario({homeScan(), laterScan(), third}));
+    ASSERT_TRUE(c.loaded);
+    c.events.clear();
+    platform::notifyWiFiPowerChanged();
+    platform::notifyWiFiPowerChanged();
+    ASSERT_TRUE(c.h.waitUntilIdle());
+    QStringList kinds;
+    for (const auto& [kind, fields] : c.events.events) {
+        if (kind == "tableReload" || kind == "tableUpdate") {
+            kinds << kind;
+        }
+    }
+    EXPECT_EQ(kinds.join(' ').toStdString(), "tableReload tableUpdate tableReload tableUpdate");
+    const auto updates = c.events.of("tableUpdate");
+    ASSERT_EQ(updates.size(), 2u);
+    EXPECT_EQ(paths(updates[1], "inserted"), (Paths{{1, 0}, {1, 1}, {1, 2}, {1, 3}}));
+    EXPECT_EQ(c.rows(1), QStringList({"Acorn Tree", "Bakery", "Yew", "Zoo", other()}));
+    EXPECT_EQ(c.h.backend->requestedTestIDs(), std::vector<std::int64_t>({31, 31, 31}));
+}
+
+TEST(PowerNotification, WiFiFoundOnDuringTheTestsLoadsTheListBehindTheProgressScreen) {
+    auto scenario = chooserScenario({homeScan(), laterScan()});
+    scenario.defaultLatency = std::chrono::milliseconds(5);
+    Chooser c(scenario);
+    ASSERT_TRUE(c.loaded);
+    c.h.controller->nextTapped(nullptr);
+    ASSERT_TRUE(testsupport::runMainLoopUntil([&] { return c.h.controller->completedTests >= 3; }));
+    platform::notifyWiFiPowerChanged();
+    ASSERT_TRUE(c.h.waitForFinishes(1));
+    ASSERT_TRUE(c.h.waitUntilIdle());
+    EXPECT_EQ(c.h.finishes(), std::vector<std::int64_t>({0}));
+    EXPECT_TRUE(c.h.controller->progressScreenVisible);
+    EXPECT_EQ(c.h.controller->tableView->parentWidget(), nullptr);
+    EXPECT_EQ(c.rows(1), QStringList({"Acorn Tree", "Bakery", "Zoo", other()}));
 }
 
 // ---- Selection ----

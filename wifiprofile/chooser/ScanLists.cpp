@@ -6,6 +6,7 @@
 #include "wifiprofile/controller/WiFiProfileViewController.h"
 
 #include <future>
+#include <utility>
 
 namespace wifiprofile {
 
@@ -83,6 +84,8 @@ long WiFiProfileViewController::networksOffset() const {
 
 void WiFiProfileViewController::displayNetworkList() {
     dispatch::async(dispatch::globalQueue(), [self = self()] {
+        auto finished = std::make_shared<DoneWhenReleased>();
+        self->waitForEarlierFirstLoad(finished->done.get_future().share());
         self->determineCurrentNetwork();
         if (!self->inputs->selectedNetworkName()) {
             const platform::WiFiStatusRef status = self->wifiStatus.get();
@@ -94,6 +97,7 @@ void WiFiProfileViewController::displayNetworkList() {
         auto reloaded = std::make_shared<DoneWhenReleased>();
         std::shared_future<void> reloadedDone = reloaded->done.get_future().share();
         dispatch::async(dispatch::mainQueue(), [self, reloaded] {
+            self->emptyFilteredNetworkList();
             if (self->tableView) {
                 self->tableView->reloadData();
             }
@@ -108,13 +112,32 @@ void WiFiProfileViewController::displayNetworkList() {
         self->dedupScanResultsToHighestRSSI();
         self->updateFilteredNetworkListIfNeeded();
         self->sortWiFiScanResults();
-        dispatch::async(dispatch::mainQueue(), [self] {
+        dispatch::async(dispatch::mainQueue(), [self, finished] {
             self->hideSpinner();
             self->setupRefreshControl();
             self->loadInitialNetworkList();
             self->scrollToLastFocusedItem();
         });
     });
+}
+
+void WiFiProfileViewController::waitForEarlierFirstLoad(std::shared_future<void> thisLoadFinished) {
+    std::shared_future<void> earlier;
+    {
+        std::lock_guard lock(listsMutex);
+        earlier = std::exchange(firstLoadFinished, std::move(thisLoadFinished));
+    }
+    if (earlier.valid()) {
+        earlier.wait();
+    }
+}
+
+void WiFiProfileViewController::emptyFilteredNetworkList() {
+    // A load after the first (Wi-Fi found on again) starts, like the first, from a networks section
+    // that holds only the "OTHER" row: its insertion adds every listed row.
+    std::lock_guard lock(listsMutex);
+    lists.filteredNetworks.clear();
+    lists.filteredWiFiScanResults.clear();
 }
 
 void WiFiProfileViewController::loadInitialNetworkList() {

@@ -19,6 +19,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -251,6 +252,10 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
     mutable std::mutex listsMutex;
     chooser::ScanResultRef currentNetwork;
     chooser::NetworkLists lists;
+    // Done once the latest first load's finishing job has run (or was dropped at shutdown). A power
+    // notification that finds Wi-Fi on starts another first load; it waits for this before it begins,
+    // so that each load's insertion meets the rows its own reload showed. Guarded by listsMutex.
+    std::shared_future<void> firstLoadFinished;
     chooser::NetworkList previousScanFilteredWiFiScanResults;
     chooser::NetworksByName previousScanFilteredNetworks;
     Shared<platform::ArrayRef> wifiScanResults;
@@ -279,6 +284,10 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
 
   private:
     std::shared_ptr<WiFiProfileViewController> self();
+    // One first load at a time: records this load's end and waits for the end of the one before.
+    void waitForEarlierFirstLoad(std::shared_future<void> thisLoadFinished);
+    // Empties filteredNetworks and filteredWiFiScanResults before a first load's reload (main queue).
+    void emptyFilteredNetworkList();
     // The index path that a job on the default-priority global queue makes while the caller waits.
     std::vector<IndexPath> indexPathsOnGlobalQueue(const std::function<std::vector<IndexPath>()>& make);
     // The steps a tap and a typed name share: the name becomes the selected one (its row replaced
