@@ -456,6 +456,44 @@ TEST(PowerNotification, TwoNotificationsBackToBackLoadTheListOneAfterTheOther) {
     EXPECT_EQ(c.h.backend->requestedTestIDs(), std::vector<std::int64_t>({31, 31, 31}));
 }
 
+TEST(PowerNotification, TheListCannotBePulledUntilTheLoadItStartsHasEnded) {
+    Chooser c(chooserScenario({homeScan(), laterScan()}));
+    ASSERT_TRUE(c.loaded);
+    ASSERT_NE(c.table().refreshControl(), nullptr);
+    c.h.controller->powerChanged();
+    EXPECT_EQ(c.table().refreshControl(), nullptr);
+    EXPECT_FALSE(c.table().pullToRefresh());
+    EXPECT_FALSE(c.h.controller->refreshEnabled);
+    ASSERT_TRUE(c.h.waitUntilIdle());
+    EXPECT_NE(c.table().refreshControl(), nullptr);
+    EXPECT_TRUE(c.h.controller->refreshEnabled);
+    EXPECT_EQ(c.rows(1), QStringList({"Acorn Tree", "Bakery", "Zoo", other()}));
+}
+
+TEST(PowerNotification, WiFiFoundOnDuringARefreshLoadsTheListOnceTheRefreshHasEnded) {
+    auto third = laterScan();
+    third.push_back({"Yew", "02:00:00:00:00:0a", -80});
+    auto scenario = chooserScenario({homeScan(), laterScan(), third});
+    scenario.defaultLatency = std::chrono::milliseconds(20);
+    Chooser c(scenario);
+    ASSERT_TRUE(c.loaded);
+    c.events.clear();
+    ASSERT_TRUE(c.table().pullToRefresh());
+    c.h.controller->powerChanged();
+    ASSERT_TRUE(c.h.waitUntilIdle());
+    QStringList kinds;
+    for (const auto& [kind, fields] : c.events.events) {
+        if (kind == "tableReload" || kind == "tableUpdate") {
+            kinds << kind;
+        }
+    }
+    EXPECT_EQ(kinds.join(' ').toStdString(), "tableUpdate tableReload tableUpdate");
+    EXPECT_EQ(c.rows(1), QStringList({"Acorn Tree", "Bakery", "Yew", "Zoo", other()}));
+    EXPECT_TRUE(c.table().allowsSelection());
+    EXPECT_FALSE(c.table().describe()->value("refreshing")->toBool());
+    EXPECT_TRUE(c.h.finishes().empty());
+}
+
 TEST(PowerNotification, WiFiFoundOnDuringTheTestsLoadsTheListBehindTheProgressScreen) {
     auto scenario = chooserScenario({homeScan(), laterScan()});
     scenario.defaultLatency = std::chrono::milliseconds(5);

@@ -480,6 +480,22 @@ TEST_F(TableViewTest, ThePullFiresTheRefreshControlOnceUntilItEnds) {
                                         R"(refresh {"refreshing": true})"}));
 }
 
+TEST_F(TableViewTest, TakingAwayARefreshingControlLetsTheContentBackToItsTop) {
+    TableView* table = makeTable({{}, {"Cafe", "OTHER"}});
+    auto* control = new RefreshControl;
+    table->setRefreshControl(control);
+    const int headerTop = model.headers[0]->y();
+    ASSERT_TRUE(table->pullToRefresh());
+    ASSERT_EQ(model.headers[0]->y(), headerTop + 44);
+    table->setRefreshControl(nullptr);
+    EXPECT_EQ(table->refreshControl(), nullptr);
+    EXPECT_EQ(table->contentOffsetY(), 0.0);
+    EXPECT_EQ(model.headers[0]->y(), headerTop);
+    EXPECT_FALSE(table->pullToRefresh());
+    EXPECT_NE(json(table->describe()).find(R"("hasRefreshControl": false, "refreshing": false)"),
+              std::string::npos);
+}
+
 TEST_F(TableViewTest, DraggingDownPastTheTopPullsToRefresh) {
     TableView* table = makeTable({{}, {"Cafe", "OTHER"}});
     auto* control = new RefreshControl;

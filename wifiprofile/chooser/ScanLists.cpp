@@ -83,9 +83,11 @@ long WiFiProfileViewController::networksOffset() const {
 // ---- The first load ----
 
 void WiFiProfileViewController::displayNetworkList() {
-    dispatch::async(dispatch::globalQueue(), [self = self()] {
-        auto finished = std::make_shared<DoneWhenReleased>();
-        self->waitForEarlierFirstLoad(finished->done.get_future().share());
+    auto finished = std::make_shared<DoneWhenReleased>();
+    std::shared_future<void> earlier = followListJob(finished->done.get_future().share());
+    removeRefreshControl();
+    dispatch::async(dispatch::globalQueue(), [self = self(), finished, earlier] {
+        earlier.wait();
         self->determineCurrentNetwork();
         if (!self->inputs->selectedNetworkName()) {
             const platform::WiFiStatusRef status = self->wifiStatus.get();
@@ -121,15 +123,24 @@ void WiFiProfileViewController::displayNetworkList() {
     });
 }
 
-void WiFiProfileViewController::waitForEarlierFirstLoad(std::shared_future<void> thisLoadFinished) {
-    std::shared_future<void> earlier;
-    {
-        std::lock_guard lock(listsMutex);
-        earlier = std::exchange(firstLoadFinished, std::move(thisLoadFinished));
+std::shared_future<void> WiFiProfileViewController::followListJob(std::shared_future<void> thisJobFinished) {
+    std::shared_future<void> earlier = std::exchange(listJobFinished, std::move(thisJobFinished));
+    if (!earlier.valid()) {
+        std::promise<void> none;
+        none.set_value();
+        earlier = none.get_future().share();
     }
-    if (earlier.valid()) {
-        earlier.wait();
+    return earlier;
+}
+
+void WiFiProfileViewController::removeRefreshControl() {
+    // A load after the first puts in a new refresh control when it ends, as the first load does;
+    // until then the list cannot be pulled.
+    if (tableView) {
+        tableView->setRefreshControl(nullptr);
     }
+    refreshControl = nullptr;
+    refreshEnabled = false;
 }
 
 void WiFiProfileViewController::emptyFilteredNetworkList() {
@@ -171,7 +182,10 @@ void WiFiProfileViewController::refreshNetworkList(void* /*sender*/) {
     enableTableViewSelection(false);
     showSpinner();
     reloadRefreshCell();
-    dispatch::async(dispatch::globalQueue(), [self = self(), hadSelection] {
+    auto finished = std::make_shared<DoneWhenReleased>();
+    std::shared_future<void> earlier = followListJob(finished->done.get_future().share());
+    dispatch::async(dispatch::globalQueue(), [self = self(), hadSelection, finished, earlier] {
+        earlier.wait();
         self->determineCurrentNetwork();
         self->runCurrentNetworkNoScanResultsWithConfiguration(self->freshScanConfiguration,
                                                               self->currentNetworkData);
@@ -198,7 +212,7 @@ void WiFiProfileViewController::refreshNetworkList(void* /*sender*/) {
             }
         }
         self->sortWiFiScanResults();
-        dispatch::async(dispatch::mainQueue(), [self, hadSelection] {
+        dispatch::async(dispatch::mainQueue(), [self, hadSelection, finished] {
             self->hideSpinner();
             self->enableTableViewSelection(true);
             if (self->refreshControl) {

@@ -252,10 +252,11 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
     mutable std::mutex listsMutex;
     chooser::ScanResultRef currentNetwork;
     chooser::NetworkLists lists;
-    // Done once the latest first load's finishing job has run (or was dropped at shutdown). A power
-    // notification that finds Wi-Fi on starts another first load; it waits for this before it begins,
-    // so that each load's insertion meets the rows its own reload showed. Guarded by listsMutex.
-    std::shared_future<void> firstLoadFinished;
+    // Done once the finishing job of the latest list job (a first load or a refresh) has run, or was
+    // dropped at shutdown. A power notification that finds Wi-Fi on starts another first load while
+    // the list is shown; list jobs wait for the one before, so that each job's rows meet the table
+    // its predecessor left. Main queue only.
+    std::shared_future<void> listJobFinished;
     chooser::NetworkList previousScanFilteredWiFiScanResults;
     chooser::NetworksByName previousScanFilteredNetworks;
     Shared<platform::ArrayRef> wifiScanResults;
@@ -284,8 +285,10 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
 
   private:
     std::shared_ptr<WiFiProfileViewController> self();
-    // One first load at a time: records this load's end and waits for the end of the one before.
-    void waitForEarlierFirstLoad(std::shared_future<void> thisLoadFinished);
+    // One list job at a time: records this job's end and returns the end of the one before (main).
+    std::shared_future<void> followListJob(std::shared_future<void> thisJobFinished);
+    // Takes the pull-to-refresh away from the table while a later first load runs (main queue).
+    void removeRefreshControl();
     // Empties filteredNetworks and filteredWiFiScanResults before a first load's reload (main queue).
     void emptyFilteredNetworkList();
     // The index path that a job on the default-priority global queue makes while the caller waits.

@@ -750,6 +750,7 @@ void TableView::setRefreshControl(RefreshControl* control) {
     if (d_->refresh == control) {
         return;
     }
+    const bool wasRefreshing = d_->isRefreshing();
     if (RefreshControl* old = d_->refresh) {
         old->disconnect(this);
         old->hide();
@@ -763,6 +764,11 @@ void TableView::setRefreshControl(RefreshControl* control) {
                 d_->refreshingChanged(refreshing);
             }
         });
+    }
+    if (wasRefreshing && !d_->isRefreshing()) {
+        // The room made for the spinner row goes with the control.
+        d_->refreshingChanged(false);
+        return;
     }
     d_->layoutPass();
 }
