@@ -480,7 +480,12 @@ TEST(PowerNotification, WiFiFoundOnDuringARefreshLoadsTheListOnceTheRefreshHasEn
     c.events.clear();
     ASSERT_TRUE(c.table().pullToRefresh());
     c.h.controller->powerChanged();
+    // The refresh ends first; the load's own scan then runs with the spinner turning again.
+    ASSERT_TRUE(testsupport::runMainLoopUntil([&] { return !c.events.of("tableReload").empty(); }));
+    EXPECT_TRUE(c.h.controller->networksGroupHeaderView->spinner->isAnimating());
+    EXPECT_FALSE(c.h.controller->scanFinished);
     ASSERT_TRUE(c.h.waitUntilIdle());
+    EXPECT_FALSE(c.h.controller->networksGroupHeaderView->spinner->isAnimating());
     QStringList kinds;
     for (const auto& [kind, fields] : c.events.events) {
         if (kind == "tableReload" || kind == "tableUpdate") {
@@ -492,6 +497,28 @@ TEST(PowerNotification, WiFiFoundOnDuringARefreshLoadsTheListOnceTheRefreshHasEn
     EXPECT_TRUE(c.table().allowsSelection());
     EXPECT_FALSE(c.table().describe()->value("refreshing")->toBool());
     EXPECT_TRUE(c.h.finishes().empty());
+}
+
+TEST(PowerNotification, ANameTypedWhileTheLoadScansPutsBackNoRecordOfTheEarlierScan) {
+    auto scenario = chooserScenario({homeScan()});
+    auto slowScan = scanAnswer(laterScan());
+    slowScan.latency = std::chrono::milliseconds(200);
+    scenario.tests[31].push_back(slowScan);
+    Chooser c(scenario);
+    ASSERT_TRUE(c.loaded);
+    c.events.clear();
+    c.h.controller->powerChanged();
+    ASSERT_TRUE(testsupport::runMainLoopUntil([&] { return !c.events.of("tableReload").empty(); }));
+    EXPECT_EQ(c.rows(1), QStringList({other()}));
+    c.h.controller->askForSSID();
+    const auto alert = c.h.controller->presentedViewController();
+    ASSERT_NE(alert, nullptr);
+    alert->typeText("Zed");
+    ASSERT_TRUE(alert->tapAction(alert->actions().size() - 1));
+    EXPECT_EQ(c.rows(1), QStringList({other()}));  // Home, selected before, belongs to the old scan
+    ASSERT_TRUE(c.h.waitUntilIdle());
+    EXPECT_EQ(c.rows(0), QStringList({"Zed"}));
+    EXPECT_EQ(c.rows(1), QStringList({"Acorn Tree", "Bakery", "Zoo", other()}));
 }
 
 TEST(PowerNotification, WiFiFoundOnDuringTheTestsLoadsTheListBehindTheProgressScreen) {

@@ -99,7 +99,12 @@ void WiFiProfileViewController::displayNetworkList() {
         auto reloaded = std::make_shared<DoneWhenReleased>();
         std::shared_future<void> reloadedDone = reloaded->done.get_future().share();
         dispatch::async(dispatch::mainQueue(), [self, reloaded] {
-            self->emptyFilteredNetworkList();
+            self->emptyNetworkLists();
+            if (self->scanFinished) {
+                // A load that waited behind another list job finds the spinner stopped by that
+                // job's end; its own scan is still to come.
+                self->showSpinner();
+            }
             if (self->tableView) {
                 self->tableView->reloadData();
             }
@@ -143,12 +148,12 @@ void WiFiProfileViewController::removeRefreshControl() {
     refreshEnabled = false;
 }
 
-void WiFiProfileViewController::emptyFilteredNetworkList() {
-    // A load after the first (Wi-Fi found on again) starts, like the first, from a networks section
-    // that holds only the "OTHER" row: its insertion adds every listed row.
+void WiFiProfileViewController::emptyNetworkLists() {
+    // A load after the first (Wi-Fi found on again) starts, like the first, from empty lists: the
+    // networks section holds only the "OTHER" row, its insertion adds every listed row, and a name
+    // chosen meanwhile puts back no record of an earlier scan.
     std::lock_guard lock(listsMutex);
-    lists.filteredNetworks.clear();
-    lists.filteredWiFiScanResults.clear();
+    lists = chooser::NetworkLists{};
 }
 
 void WiFiProfileViewController::loadInitialNetworkList() {

@@ -289,8 +289,9 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
     std::shared_future<void> followListJob(std::shared_future<void> thisJobFinished);
     // Takes the pull-to-refresh away from the table while a later first load runs (main queue).
     void removeRefreshControl();
-    // Empties filteredNetworks and filteredWiFiScanResults before a first load's reload (main queue).
-    void emptyFilteredNetworkList();
+    // Empties distinctNetworks, filteredNetworks and filteredWiFiScanResults before a first load's
+    // reload (main queue).
+    void emptyNetworkLists();
     // The index path that a job on the default-priority global queue makes while the caller waits.
     std::vector<IndexPath> indexPathsOnGlobalQueue(const std::function<std::vector<IndexPath>()>& make);
     // The steps a tap and a typed name share: the name becomes the selected one (its row replaced
