@@ -154,6 +154,9 @@ bool AutomationPlayer::tap(const AutomationAction& action, bool idle) {
     if (!idle) {
         return false;
     }
+    if (coveredByAlert(action)) {
+        return false;
+    }
     if (const auto* bar = platform::ui::NavigationBar::findIn(controller_->view())) {
         const auto item = bar->topItem();
         const auto button = item ? item->rightBarButtonItem() : nullptr;
@@ -168,7 +171,8 @@ bool AutomationPlayer::tap(const AutomationAction& action, bool idle) {
         }
     }
     if (auto* table = visibleTable()) {
-        if (const auto row = rowWithText(table, title, std::nullopt)) {
+        // The diagnostic's own row closes its section; a network of the same name stands above it.
+        if (const auto row = rowWithText(table, title, std::nullopt, RowPick::Last)) {
             record(action);
             table->tapRowAtIndexPath(*row);
             return true;
@@ -198,9 +202,19 @@ platform::ui::TableView* AutomationPlayer::visibleTable() const {
     return nullptr;
 }
 
+bool AutomationPlayer::coveredByAlert(const AutomationAction& action) {
+    if (!controller_->presentedViewController()) {
+        return false;
+    }
+    fail(action, QStringLiteral("an alert covers the screen; answer it first: %1").arg(screenText()));
+    return true;
+}
+
 std::optional<platform::ui::IndexPath> AutomationPlayer::rowWithText(platform::ui::TableView* table,
                                                                      const QString& text,
-                                                                     std::optional<long> onlySection) {
+                                                                     std::optional<long> onlySection,
+                                                                     RowPick pick) {
+    std::optional<platform::ui::IndexPath> found;
     const auto sections = table->describe()->value(QStringLiteral("sections"));
     const auto list = sections ? sections->toArray() : nullptr;
     for (long s = 0; list && s < static_cast<long>(list->size()); ++s) {
@@ -214,21 +228,27 @@ std::optional<platform::ui::IndexPath> AutomationPlayer::rowWithText(platform::u
             const auto row = (*rowList)[static_cast<std::size_t>(r)].toDictionary();
             const auto rowText = row ? row->value(QStringLiteral("text")) : std::nullopt;
             if (rowText && rowText->isString() && rowText->toString() == text) {
-                return platform::ui::IndexPath::forRow(r, s);
+                found = platform::ui::IndexPath::forRow(r, s);
+                if (pick == RowPick::First) {
+                    return found;
+                }
             }
         }
     }
-    return std::nullopt;
+    return found;
 }
 
 bool AutomationPlayer::tapNetwork(const AutomationAction& action) {
     constexpr long kNetworksSection = 1;
+    if (coveredByAlert(action)) {
+        return false;
+    }
     auto* table = visibleTable();
     if (!table) {
         fail(action, QStringLiteral("no network list on the screen: %1").arg(screenText()));
         return false;
     }
-    const auto row = rowWithText(table, *action.tapNetwork, kNetworksSection);
+    const auto row = rowWithText(table, *action.tapNetwork, kNetworksSection, RowPick::First);
     if (!row) {
         fail(action,
              QStringLiteral("no network \"%1\" in the list: %2").arg(*action.tapNetwork, screenText()));
@@ -244,6 +264,9 @@ bool AutomationPlayer::tapNetwork(const AutomationAction& action) {
 }
 
 bool AutomationPlayer::tapRow(const AutomationAction& action) {
+    if (coveredByAlert(action)) {
+        return false;
+    }
     auto* table = visibleTable();
     if (!table) {
         fail(action, QStringLiteral("no table on the screen: %1").arg(screenText()));
@@ -280,6 +303,9 @@ bool AutomationPlayer::type(const AutomationAction& action, bool idle) {
 }
 
 bool AutomationPlayer::pullToRefresh(const AutomationAction& action) {
+    if (coveredByAlert(action)) {
+        return false;
+    }
     auto* table = visibleTable();
     if (!table || !table->refreshControl()) {
         fail(action, QStringLiteral("no list to pull down on the screen (it can be refreshed once its first "

@@ -56,10 +56,14 @@ class AutomationPlayer : public QObject {
     // The screen as data, for messages.
     QString screenText() const;
     platform::ui::TableView* visibleTable() const;
-    // The first row whose text is text, in onlySection or in any section.
+    // A presented alert covers the screen as it does for a finger: an action aimed behind it fails
+    // (true), naming the alert.
+    bool coveredByAlert(const AutomationAction& action);
+    enum class RowPick { First, Last };
+    // The first or the last row whose text is text, in onlySection or in any section.
     static std::optional<platform::ui::IndexPath> rowWithText(platform::ui::TableView* table,
                                                               const QString& text,
-                                                              std::optional<long> onlySection);
+                                                              std::optional<long> onlySection, RowPick pick);
     void record(const AutomationAction& action);
     void fail(const AutomationAction& action, const QString& why);
 

@@ -40,8 +40,10 @@ void ActivityIndicatorView::startAnimating() {
     animating_ = true;
     timer_ = startTimer(kStepMilliseconds);
     show();
-    reportScreenEvent(QStringLiteral("spinner"),
-                      Dictionary::make({{QStringLiteral("animating"), Value::boolean(true)}}));
+    if (reportsScreenEvents_) {
+        reportScreenEvent(QStringLiteral("spinner"),
+                          Dictionary::make({{QStringLiteral("animating"), Value::boolean(true)}}));
+    }
 }
 
 void ActivityIndicatorView::stopAnimating() {
@@ -54,8 +56,10 @@ void ActivityIndicatorView::stopAnimating() {
         timer_ = 0;
     }
     hide();
-    reportScreenEvent(QStringLiteral("spinner"),
-                      Dictionary::make({{QStringLiteral("animating"), Value::boolean(false)}}));
+    if (reportsScreenEvents_) {
+        reportScreenEvent(QStringLiteral("spinner"),
+                          Dictionary::make({{QStringLiteral("animating"), Value::boolean(false)}}));
+    }
 }
 
 void ActivityIndicatorView::timerEvent(QTimerEvent* event) {

@@ -21,6 +21,9 @@ class ActivityIndicatorView : public View {
     void startAnimating();
     void stopAnimating();
     bool isAnimating() const { return animating_; }
+    // Whether starting and stopping send a "spinner" screen event (on by default). A control whose
+    // spinner is its own state, like the refresh control, reports that state itself.
+    void setReportsScreenEvents(bool reports) { reportsScreenEvents_ = reports; }
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -29,6 +32,7 @@ class ActivityIndicatorView : public View {
   private:
     ActivityIndicatorViewStyle style_;
     bool animating_ = false;
+    bool reportsScreenEvents_ = true;
     int timer_ = 0;
     int step_ = 0;
 };

@@ -11,6 +11,7 @@
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 #include "platform/foundation/Dispatch.h"
+#include "platform/ui/ScreenEvents.h"
 #include "platform/ui/ViewHelpers.h"
 
 namespace platform::ui {
@@ -182,13 +183,8 @@ void AlertController::buildOverlay() {
         lineEdit_->setText(textField_->text);
         QObject::connect(lineEdit_, &QLineEdit::textEdited, lineEdit_,
                          [weak = weak_from_this()](const QString& text) {
-                             const auto self = weak.lock();
-                             if (!self || !self->textField_) {
-                                 return;
-                             }
-                             self->textField_->text = text;
-                             if (self->textField_->editingChanged) {
-                                 self->textField_->editingChanged();
+                             if (const auto self = weak.lock()) {
+                                 self->textEdited(text);
                              }
                          });
         column->addWidget(lineEdit_);
@@ -261,15 +257,24 @@ bool AlertController::typeText(const QString& text) {
     if (!textField_ || !isPresented()) {
         return false;
     }
-    textField_->text = text;
     if (lineEdit_) {
         const QSignalBlocker blocker(lineEdit_);
         lineEdit_->setText(text);
     }
+    textEdited(text);
+    return true;
+}
+
+void AlertController::textEdited(const QString& text) {
+    if (!textField_) {
+        return;
+    }
+    textField_->text = text;
+    reportScreenEvent(QStringLiteral("textEdited"),
+                      Dictionary::make({{QStringLiteral("text"), Value::string(text)}}));
     if (textField_->editingChanged) {
         textField_->editingChanged();
     }
-    return true;
 }
 
 DictionaryRef AlertController::describe() const {

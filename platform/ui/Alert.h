@@ -75,6 +75,9 @@ class AlertController : public std::enable_shared_from_this<AlertController> {
     DictionaryRef describe() const;
 
   private:
+    // One editing change of the text field: the new text, a "textEdited" screen event, then the
+    // field's editing-changed action.
+    void textEdited(const QString& text);
     void buildOverlay();
     void refreshOverlay();
     QString title_;

@@ -227,6 +227,49 @@ TEST_F(ChooserRunTest, TypingMakesOneEditingChangePerCharacter) {
     ASSERT_EQ(snapshots.size(), 2u);
     EXPECT_EQ(rows(snapshots[1], 0), QStringList({"Ab"}));
     EXPECT_EQ(requestedNetworks(r), QStringList({"Ab"}));
+    QStringList edits;
+    for (const auto& e : r.eventsOf(QStringLiteral("textEdited"))) {
+        edits << field(e, "text").toString();
+    }
+    EXPECT_EQ(edits, QStringList({"A", "Ab"}));
+}
+
+TEST_F(ChooserRunTest, AnAlertCoversTheListFromTapsAndPulls) {
+    for (const QByteArray& behind :
+         {QByteArray(R"({"tapNetwork": "Casa Moreno"})"),
+          QByteArray(R"({"tapRow": {"section": 1, "row": 0}})"), QByteArray(R"({"pullToRefresh": true})"),
+          QByteArray(R"({"tap": "NEXT"})")}) {
+        const QString script =
+            write(QStringLiteral("covered.json"), R"([{"tap": "OTHER"}, {"type": "Zed"}, )" + behind + "]");
+        const HostRun r = run({QStringLiteral("--list"), QStringLiteral("--automation"), script});
+        EXPECT_EQ(r.exitCode, 3) << behind.constData();
+        EXPECT_TRUE(r.err.contains(QStringLiteral("at [2]: an alert covers the screen; answer it first")))
+            << str(r.err);
+        for (const auto& request : r.eventsOf(QStringLiteral("request"))) {
+            const auto id = request->value(QStringLiteral("testID"));
+            EXPECT_TRUE(!id || id->toInt() == 31)
+                << "no test but the scan runs: " << json(Value::dictionary(request));
+        }
+    }
+}
+
+TEST_F(ChooserRunTest, TappingOtherFindsItsRowBelowANetworkOfTheSameName) {
+    const QByteArray scenario = R"({"status": {"ssid": "Home", "bssid": "02:00:00:00:00:01"},
+        "tests": {"31": [{"result": false, "didPass": true, "info": {"ScanResults": [
+            {"$record": "WiFiScanResult", "ssidString": "Home", "bssid": "02:00:00:00:00:01", "rssi": -50},
+            {"$record": "WiFiScanResult", "ssidString": ")" +
+                                text("OTHER").toUtf8() +
+                                R"(", "bssid": "02:00:00:00:00:02", "rssi": -60}]}}]},
+        "automation": [{"tap": "OTHER"}, {"snapshot": true}, {"tap": "CANCEL"}, {"tap": "NEXT"}]})";
+    const HostRun r = run({QStringLiteral("--list"), QStringLiteral("--scenario"),
+                           write(QStringLiteral("other-named.json"), scenario)});
+    expectFinishedWithZero(r);
+    const auto snapshots = r.eventsOf(QStringLiteral("snapshot"));
+    ASSERT_EQ(snapshots.size(), 1u);
+    EXPECT_TRUE(field(snapshots[0], "screen").toDictionary()->value(QStringLiteral("alert")).has_value())
+        << json(field(snapshots[0], "screen"));
+    EXPECT_EQ(rows(snapshots[0], 1), QStringList({text("OTHER"), text("OTHER")}));
+    EXPECT_EQ(requestedNetworks(r), QStringList({"Home"}));  // the network of that name was not chosen
 }
 
 }  // namespace

@@ -215,6 +215,15 @@ TEST_F(TableViewTest, TwoThousandRowsMakeOnlyAScreenfulOfCells) {
     }
 }
 
+TEST_F(TableViewTest, DescribingHeadersScrolledAwayAsksTheDelegateNothing) {
+    TableView* table = makeTable({{}, numbered(QStringLiteral("Network "), 2000)});
+    table->setContentOffsetY(44.0 * 1000);
+    const int questions = model.headerQuestions;
+    const auto described = json(table->describe());
+    EXPECT_EQ(model.headerQuestions, questions);
+    EXPECT_NE(described.find("CHOOSE A NETWORK"), std::string::npos);
+}
+
 TEST_F(TableViewTest, CellsScrolledAwayAreReusedForTheRowsComingIn) {
     TableView* table = makeTable({{}, numbered(QStringLiteral("Network "), 2000)});
     const std::size_t screenful = made.size();
@@ -478,6 +487,7 @@ TEST_F(TableViewTest, ThePullFiresTheRefreshControlOnceUntilItEnds) {
     EXPECT_EQ(eventsOf("refresh"),
               (std::vector<std::string>{R"(refresh {"refreshing": true})", R"(refresh {"refreshing": false})",
                                         R"(refresh {"refreshing": true})"}));
+    EXPECT_TRUE(eventsOf("spinner").empty());  // the control's own spinner is its refreshing state
 }
 
 TEST_F(TableViewTest, TakingAwayARefreshingControlLetsTheContentBackToItsTop) {

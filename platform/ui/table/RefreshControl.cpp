@@ -8,6 +8,7 @@ namespace platform::ui {
 
 RefreshControl::RefreshControl(QWidget* parent)
     : View(parent), spinner_(new ActivityIndicatorView(ActivityIndicatorViewStyle::Gray, this)) {
+    spinner_->setReportsScreenEvents(false);  // the "refresh" event reports its state
     resize(320, static_cast<int>(kHeight));
 }
 

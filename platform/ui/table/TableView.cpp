@@ -488,7 +488,9 @@ struct TableView::Impl {
 
     Value describeHeader(long section) {
         const auto index = static_cast<std::size_t>(section);
-        View* view = headerInBand[index]
+        // The view the delegate last gave for the section, shown or scrolled away; the delegate is
+        // asked only for a header never shown since the last reload.
+        View* view = headerInBand[index] || headers[index]
                          ? headers[index].data()
                          : (delegate ? delegate->tableViewViewForHeaderInSection(q, section) : nullptr);
         if (!view) {
