@@ -9,6 +9,7 @@
 #include "unittests/diagnostic/DiagnosticHarness.h"
 #include "unittests/support/MainLoop.h"
 #include "wifiprofile/chooser/WiFiHeaderView.h"
+#include "wifiprofile/chooser/WiFiTableViewCell.h"
 #include "wifiprofile/resources/Strings.h"
 
 #include <gtest/gtest.h>
@@ -137,6 +138,15 @@ std::vector<std::pair<long, long>> paths(const platform::DictionaryRef& event, c
 
 using Paths = std::vector<std::pair<long, long>>;
 
+// The row count of each section that a reload showed.
+std::vector<long> reloadedRows(const platform::DictionaryRef& reload) {
+    std::vector<long> rows;
+    for (const Value& count : *reload->value("rows")->toArray()) {
+        rows.push_back(static_cast<long>(count.toInt()));
+    }
+    return rows;
+}
+
 // ---- The list screen ----
 
 TEST(NetworkListScreen, WithNothingSelectedAndAnEmptyListOnlyOtherIsShownAndOpensTheAlert) {
@@ -256,6 +266,7 @@ TEST(FirstLoad, InsertsEveryListedRowInOneBatchAfterShowingOnlyTheOtherRow) {
     ASSERT_TRUE(c.loaded);
     const auto reloads = c.events.of("tableReload");
     ASSERT_FALSE(reloads.empty());
+    EXPECT_EQ(reloadedRows(reloads.back()), (std::vector<long>{1, 1}));  // Home selected, then OTHER
     const auto updates = c.events.of("tableUpdate");
     ASSERT_EQ(updates.size(), 1u);
     EXPECT_EQ(paths(updates[0], "inserted"), (Paths{{1, 0}, {1, 1}, {1, 2}}));
@@ -342,9 +353,15 @@ TEST(Refresh, SelectionIsOffAndTheSpinnerRunsUntilTheRefreshEnds) {
 TEST(Refresh, AnEmptyScanDeletesEveryRowButOther) {
     Chooser c(chooserScenario({homeScan(), {}}));
     ASSERT_TRUE(c.loaded);
+    c.events.clear();
     ASSERT_TRUE(c.refresh());
     EXPECT_EQ(c.rows(1), QStringList({other()}));
     EXPECT_EQ(c.h.controller->networksOffset(), 1);
+    EXPECT_TRUE(c.events.of("tableReload").empty());
+    const auto updates = c.events.of("tableUpdate");
+    ASSERT_EQ(updates.size(), 1u);
+    EXPECT_EQ(paths(updates[0], "deleted"), (Paths{{0, 0}, {1, 0}, {1, 1}, {1, 2}}));
+    EXPECT_EQ(paths(updates[0], "inserted"), (Paths{{0, 0}}));  // the selected network's row again
 }
 
 TEST(Refresh, NothingSelectedAndNowJoinedSelectsTheJoinedNetworkWithoutListingIt) {
@@ -403,14 +420,6 @@ std::vector<Ap> laterScan() {
     next.erase(next.begin() + 3);
     next.push_back({"Acorn Tree", "02:00:00:00:00:09", -58});
     return next;
-}
-
-std::vector<long> reloadedRows(const platform::DictionaryRef& reload) {
-    std::vector<long> rows;
-    for (const Value& count : *reload->value("rows")->toArray()) {
-        rows.push_back(static_cast<long>(count.toInt()));
-    }
-    return rows;
 }
 
 TEST(PowerNotification, WiFiFoundOnAgainLoadsTheShownListAfreshFromTheOtherRow) {
@@ -548,6 +557,8 @@ TEST(Selection, TappingCafeWhileHomeIsSelectedSwapsThemInTwoBatches) {
     EXPECT_EQ(c.h.controller->previousSelectedNetworkName, QString("Home"));
     EXPECT_EQ(c.rows(0), QStringList({"Cafe"}));
     EXPECT_EQ(c.rows(1), QStringList({"Bakery", "Home", "Zoo", other()}));
+    // Home goes back with the record of the access point the device is joined through.
+    EXPECT_EQ(c.h.controller->lists.filteredNetworks.value("Home")->bssid, kHomeBssid);
     const auto updates = c.events.of("tableUpdate");
     ASSERT_EQ(updates.size(), 2u);
     EXPECT_EQ(paths(updates[0], "deleted"), (Paths{{0, 0}, {1, 1}}));
@@ -645,6 +656,30 @@ TEST(Selection, NextProfilesTheChosenNetworkAndTheProgressScreenTakesTheTableAwa
         askedForZoo = askedForZoo || (name && name->toString() == "Zoo");
     }
     EXPECT_TRUE(askedForZoo);
+}
+
+// ---- The cell ----
+
+TEST(Cell, IsAValueOneCellWhateverStyleIsAskedFor) {
+    for (const auto style :
+         {platform::ui::TableViewCellStyle::Default, platform::ui::TableViewCellStyle::Value2,
+          platform::ui::TableViewCellStyle::Subtitle}) {
+        wifiprofile::WiFiTableViewCell cell(style, "cellIdentifier");
+        EXPECT_EQ(cell.cellStyle(), platform::ui::TableViewCellStyle::Value1);
+        EXPECT_EQ(cell.reuseIdentifier(), QString("cellIdentifier"));
+        EXPECT_NE(cell.detailTextLabel(), nullptr);
+    }
+}
+
+TEST(Cell, TheTableMakesEveryRowFromTheRegisteredCellClass) {
+    Chooser c(chooserScenario({homeScan()}));
+    ASSERT_TRUE(c.loaded);
+    const auto cells = c.table().visibleCells();
+    ASSERT_FALSE(cells.empty());
+    for (auto* cell : cells) {
+        EXPECT_NE(qobject_cast<wifiprofile::WiFiTableViewCell*>(cell), nullptr);
+        EXPECT_EQ(cell->reuseIdentifier(), QString("cellIdentifier"));
+    }
 }
 
 // ---- The header view ----

@@ -305,6 +305,14 @@ TEST(Presentation, TitleFollowsTheWapiCapability) {
     EXPECT_EQ(h.controller->navigationItem->title(), wifiprofile::localizedString("WLAN_DIAGNOSTICS"));
 }
 
+TEST(Presentation, WithoutWapiTheTitleSaysWiFi) {
+    DiagnosticHarness h(joinedScenario());
+    h.controller->setupViewWithNetworkList(true);
+    EXPECT_EQ(h.controller->navigationItem->title(), wifiprofile::localizedString("WIFI_DIAGNOSTICS"));
+    EXPECT_NE(wifiprofile::localizedString("WIFI_DIAGNOSTICS"),
+              wifiprofile::localizedString("WLAN_DIAGNOSTICS"));
+}
+
 TEST(Timestamp, FormatsISO8601InUTCWithWholeSeconds) {
     DiagnosticHarness h(joinedScenario());
     const auto date = platform::Date::fromSecondsSince1970(1795168800.75);

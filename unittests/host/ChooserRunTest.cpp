@@ -210,6 +210,16 @@ TEST_F(ChooserRunTest, TappingARowThatDoesNotExistStopsTheRun) {
     EXPECT_TRUE(r.err.contains(QStringLiteral("the table has no row 99 in section 1"))) << str(r.err);
 }
 
+TEST_F(ChooserRunTest, PullingWhileThePowerAlertShowsStopsTheRun) {
+    // Wi-Fi is off: the power alert shows and there is no list to pull yet.
+    const QString script = write(QStringLiteral("pull.json"), R"([{"pullToRefresh": true}])");
+    const HostRun r =
+        run({QStringLiteral("--list"), QStringLiteral("--scenario"),
+             kScenarios + "list-power-off-decline.json", QStringLiteral("--automation"), script});
+    EXPECT_EQ(r.exitCode, 3);
+    EXPECT_TRUE(r.err.contains(QStringLiteral("at [0]: an alert covers the screen"))) << str(r.err);
+}
+
 TEST_F(ChooserRunTest, TypingWithoutAnAlertStopsTheRun) {
     const QString script = write(QStringLiteral("type.json"), R"([{"type": "abc"}])");
     const HostRun r = run({QStringLiteral("--list"), QStringLiteral("--automation"), script});
