@@ -14,16 +14,22 @@
 #include "platform/ui/ScreenEvents.h"
 #include "platform/ui/ViewHelpers.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
 namespace platform::ui {
 
 namespace {
 
 // The dimmed layer that covers the presenting widget while an alert is shown. It follows the
 // presenting widget's size and stays above its other children, also those added or brought to
-// the front later: a modal alert is above everything on the screen.
+// the front later: a modal alert is above everything on the screen. Several alerts on one widget
+// keep the order in which they were presented, the latest on top; a dismissed alert's layer stops
+// taking part at once, although Qt deletes it only when the event loop next turns.
 class AlertOverlay final : public QWidget {
   public:
-    explicit AlertOverlay(QWidget* host) : QWidget(host) {
+    explicit AlertOverlay(QWidget* host) : QWidget(host), order_(++presentedCount) {
         setGeometry(host->rect());
         host->installEventFilter(this);
         for (QObject* sibling : host->children()) {
@@ -31,17 +37,31 @@ class AlertOverlay final : public QWidget {
         }
     }
 
+    void retire() {
+        retired_ = true;
+        hide();
+        if (QWidget* host = parentWidget()) {
+            host->removeEventFilter(this);
+            for (QObject* sibling : host->children()) {
+                sibling->removeEventFilter(this);
+            }
+        }
+    }
+
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
+        if (retired_ || restacking) {
+            return QWidget::eventFilter(watched, event);
+        }
         if (watched == parentWidget()) {
             if (event->type() == QEvent::Resize) {
                 setGeometry(parentWidget()->rect());
             } else if (event->type() == QEvent::ChildAdded) {
                 watchSibling(static_cast<QChildEvent*>(event)->child());
-                raise();
+                restack(parentWidget());
             }
         } else if (event->type() == QEvent::ZOrderChange) {
-            raise();
+            restack(parentWidget());
         }
         return QWidget::eventFilter(watched, event);
     }
@@ -56,6 +76,29 @@ class AlertOverlay final : public QWidget {
             sibling->installEventFilter(this);
         }
     }
+    // Raises the live layers on host above everything else, in the order they were presented.
+    static void restack(QWidget* host) {
+        std::vector<AlertOverlay*> live;
+        for (QObject* child : host->children()) {
+            auto* overlay = dynamic_cast<AlertOverlay*>(child);
+            if (overlay && !overlay->retired_) {
+                live.push_back(overlay);
+            }
+        }
+        std::sort(live.begin(), live.end(),
+                  [](const AlertOverlay* a, const AlertOverlay* b) { return a->order_ < b->order_; });
+        restacking = true;  // the raises below are ours, not news to react to
+        for (AlertOverlay* overlay : live) {
+            overlay->raise();
+        }
+        restacking = false;
+    }
+
+    // Widgets live on the GUI thread only, so these need no lock.
+    static inline std::uint64_t presentedCount = 0;
+    static inline bool restacking = false;
+    std::uint64_t order_;
+    bool retired_ = false;
 };
 
 }  // namespace
@@ -228,7 +271,7 @@ void AlertController::dismiss() {
         return;
     }
     // Deleted later: the tap that dismisses the alert comes from one of the overlay's own buttons.
-    overlay_->hide();
+    static_cast<AlertOverlay*>(overlay_.data())->retire();
     overlay_->deleteLater();
     overlay_ = nullptr;
     lineEdit_ = nullptr;

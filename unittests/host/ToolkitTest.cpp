@@ -224,6 +224,39 @@ TEST_F(ToolkitTest, AlertOverlayStaysOnTopOfAViewBroughtToTheFrontLater) {
     EXPECT_EQ(top->geometry(), root->rect());
 }
 
+TEST_F(ToolkitTest, AnAlertPresentedWhileAnotherIsStillBeingTakenAwayGoesOnTop) {
+    auto first = AlertController::alertControllerWithTitle(QString(), QStringLiteral("First"));
+    first->presentOver(root.get(), nullptr);
+    first->dismiss();  // its overlay is deleted only when the event loop next turns
+    auto second = AlertController::alertControllerWithTitle(QString(), QStringLiteral("Second"));
+    second->presentOver(root.get(), nullptr);
+    auto* later = new Label(root.get());
+    later->show();
+    later->raise();
+    const auto* top = qobject_cast<QWidget*>(root->children().constLast());
+    ASSERT_NE(top, nullptr);
+    EXPECT_TRUE(top->isVisible());
+    EXPECT_EQ(top->geometry(), root->rect());
+    EXPECT_NE(top, later);
+    EXPECT_TRUE(second->isPresented());
+}
+
+TEST_F(ToolkitTest, TwoAlertsShownAtOnceKeepTheLaterOnTop) {
+    auto first = AlertController::alertControllerWithTitle(QString(), QStringLiteral("First"));
+    first->presentOver(root.get(), nullptr);
+    auto second = AlertController::alertControllerWithTitle(QString(), QStringLiteral("Second"));
+    second->presentOver(root.get(), nullptr);
+    const auto* top = qobject_cast<QWidget*>(root->children().constLast());
+    auto* bar = new NavigationBar(root.get());
+    bar->raise();
+    EXPECT_EQ(qobject_cast<QWidget*>(root->children().constLast()), top);
+    second->dismiss();
+    bar->raise();
+    const auto* nowTop = qobject_cast<QWidget*>(root->children().constLast());
+    EXPECT_NE(nowTop, bar);
+    EXPECT_TRUE(nowTop->isVisible());
+}
+
 TEST_F(ToolkitTest, NavigationBarSpansTheWidthOfItsView) {
     auto* bar = new NavigationBar(root.get());
     EXPECT_EQ(bar->width(), 375);
