@@ -63,8 +63,11 @@ class Model : public TableViewDataSource, public TableViewDelegate {
     }
     TableViewCell* tableViewCellForRowAtIndexPath(TableView* table, IndexPath p) override {
         TableViewCell* cell = table->dequeueReusableCellWithIdentifier(identifier, p);
-        cell->textLabel()->setText(
-            texts[static_cast<std::size_t>(p.section)][static_cast<std::size_t>(p.row)]);
+        // Like a data source already ahead of the table, a row past the model's end has no text.
+        const auto& section = texts[static_cast<std::size_t>(p.section)];
+        cell->textLabel()->setText(static_cast<std::size_t>(p.row) < section.size()
+                                       ? section[static_cast<std::size_t>(p.row)]
+                                       : QString());
         cell->imageView()->setImage(p.section == 0 ? check : spacer);
         if (p.section == 0) {
             cell->setUserInteractionEnabled(false);
@@ -298,6 +301,26 @@ TEST_F(TableViewTest, ABatchReportsItsDeletionsAndInsertionsSortedWithTheNewCoun
     for (TableViewCell* cell : table->visibleCells()) {
         EXPECT_EQ(cell->graphicsEffect(), nullptr);
     }
+}
+
+TEST_F(TableViewTest, RowsKeptThroughABatchShowTheirOwnTexts) {
+    root->resize(375, 500);  // the last rows start below the screen
+    TableView* table = makeTable(
+        {{"Cafe"}, {"", "alpha", "beta", "CAFE", "Home", "home", "Office", "Zebra", "Alesund", "OTHER"}});
+    auto* control = new RefreshControl;
+    table->setRefreshControl(control);
+    ASSERT_TRUE(table->pullToRefresh());
+    model.texts[1] = {"Alpha2", "beta", "CAFE", "Home", "home", "Office", "Zebra", "OTHER"};
+    control->endRefreshing();
+    table->beginUpdates();
+    table->deleteRowsAtIndexPaths({IndexPath{0, 0}}, TableViewRowAnimation::Fade);
+    table->insertRowsAtIndexPaths({IndexPath{0, 0}}, TableViewRowAnimation::Fade);
+    table->deleteRowsAtIndexPaths({IndexPath{1, 0}, IndexPath{1, 1}, IndexPath{1, 8}},
+                                  TableViewRowAnimation::Fade);
+    table->insertRowsAtIndexPaths({IndexPath{1, 0}}, TableViewRowAnimation::Fade);
+    table->endUpdates();
+    EXPECT_EQ(visibleTexts(table), (std::vector<QString>{"Cafe", "Alpha2", "beta", "CAFE", "Home", "home",
+                                                         "Office", "Zebra", "OTHER"}));
 }
 
 TEST_F(TableViewTest, AnInsertionOutsideABatchIsABatchOfItsOwn) {

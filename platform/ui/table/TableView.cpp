@@ -443,6 +443,17 @@ struct TableView::Impl {
                 selected = movedIndexPath(*selected, outcome);
             }
         }
+        // A kept row stays where the batch puts it, but its cell is filled again from the data
+        // source: a cell made while the data source was already ahead of the table (a scroll during
+        // a refresh, or the refresh control settling before the batch) would show another row's text.
+        for (auto& [path, cell] : visible) {
+            recycle(cell);
+            cell = obtainCell(path);
+            if (cell) {
+                cell->setSelected(selected == path, false);
+            }
+        }
+        std::erase_if(visible, [](const auto& entry) { return entry.second == nullptr; });
         rebuildLayout(after);
         offset = clampContentOffset(offset, layout, viewport());
         const auto arrived = layoutPass();
