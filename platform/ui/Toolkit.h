@@ -9,6 +9,7 @@
 
 #include "platform/ui/ActivityIndicatorView.h"
 #include "platform/ui/Alert.h"
+#include "platform/ui/Geometry.h"
 #include "platform/ui/Image.h"
 #include "platform/ui/Label.h"
 #include "platform/ui/LayoutConstraint.h"

@@ -32,6 +32,7 @@ void View::addSubview(QWidget* child) {
 
 void View::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
+    layoutSubviews();
     if (updateConstraints_) {
         setNeedsUpdateConstraints();
     } else {

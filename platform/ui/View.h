@@ -32,6 +32,8 @@ class View : public QWidget, public LayoutItem {
     void setNeedsLayout();
     // Runs the pending passes now: the constraints pass if one was asked for, then the layout pass.
     void layoutIfNeeded();
+    // Places the view's children by hand; called whenever the view's size changes. Nothing here.
+    virtual void layoutSubviews() {}
 
   protected:
     // A new size needs a new layout pass, as the constraints would give.

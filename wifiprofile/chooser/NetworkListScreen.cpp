@@ -50,29 +50,30 @@ void WiFiProfileViewController::setupViewWithNetworkList(bool showNetworkList) {
         enableRightBarButtonItem(false);
     }
     navigationBar->setItems({navigationItem});
-    navigationBar->show();
+    view()->addSubview(navigationBar);
 
     if (showNetworkList) {
-        tableView = new TableView(view()->rect(), platform::ui::TableViewStyle::Grouped, view());
-        const double top = navigationBar->height() + kStatusBarHeight;
+        tableView = new TableView(platform::ui::bounds(view()).toRect(),
+                                  platform::ui::TableViewStyle::Grouped, view());
+        const double top = platform::ui::frame(navigationBar).height() + kStatusBarHeight;
         tableView->setContentInset({top, 0.0, 0.0, 0.0});
         tableView->setScrollIndicatorInsets({top, 0.0, 0.0, 0.0});
         tableView->setDelegate(this);
         tableView->setDataSource(this);
         tableView->setAutoresizingFlexibleSize(true, true);
         tableView->registerClassForCellReuseIdentifier<WiFiTableViewCell>(kCellIdentifier);
-        tableView->show();
+        view()->addSubview(tableView);
         blueCheck =
             platform::ui::Image::checkmark()->flattenedToColor(platform::ui::Image::interactionTintColor());
         spacer = platform::ui::Image::imageNamed(QStringLiteral("spacer"), resourceRoot());
         selectedNetworkHeaderView = WiFiHeaderView::initWithFrame(
-            QRect(), localizedString(QStringLiteral("SELECTED_NETWORK")), false, view());
-        selectedNetworkHeaderView->hide();
+            QRectF(), localizedString(QStringLiteral("SELECTED_NETWORK")), false, view());
+        selectedNetworkHeaderView->setHidden(true);
         networksGroupHeaderView = WiFiHeaderView::initWithFrame(
-            QRect(), localizedString(QStringLiteral("CHOOSE_NETWORK")), true, view());
-        networksGroupHeaderView->hide();
+            QRectF(), localizedString(QStringLiteral("CHOOSE_NETWORK")), true, view());
+        networksGroupHeaderView->setHidden(true);
     }
-    navigationBar->raise();
+    platform::ui::bringSubviewToFront(navigationBar);
 }
 
 WiFiProfileViewController::BarPosition WiFiProfileViewController::positionForBar(
@@ -129,7 +130,7 @@ double WiFiProfileViewController::tableViewHeightForHeaderInSection(TableView* /
         return inputs->selectedNetworkName() ? kSelectedNetworkHeaderHeight : kNoHeaderHeight;
     }
     if (section == kNetworksSection && networksGroupHeaderView && networksGroupHeaderView->spinner) {
-        return networksGroupHeaderView->spinner->height() + kSpinnerHeaderPadding;
+        return platform::ui::frame(networksGroupHeaderView->spinner).height() + kSpinnerHeaderPadding;
     }
     return kSelectedNetworkHeaderHeight;
 }

@@ -2,10 +2,9 @@
 
 #include "platform/ui/table/TableView.h"
 
-#include <QColor>
-#include <QResizeEvent>
+#include "platform/ui/Geometry.h"
 
-#include <cmath>
+#include <QColor>
 
 namespace wifiprofile {
 
@@ -19,17 +18,12 @@ constexpr double kCaptionTop = 10.0;
 constexpr double kSpinnerTop = 8.0;
 constexpr double kSpinnerGap = 10.0;
 
-QRect pixelRect(const QRectF& r) {
-    return QRect(static_cast<int>(std::lround(r.x())), static_cast<int>(std::lround(r.y())),
-                 static_cast<int>(std::lround(r.width())), static_cast<int>(std::lround(r.height())));
-}
-
 }  // namespace
 
-WiFiHeaderView* WiFiHeaderView::initWithFrame(const QRect& frame, const QString& text, bool showSpinner,
-                                              QWidget* parent) {
+WiFiHeaderView* WiFiHeaderView::initWithFrame(const QRectF& frame, const QString& text, bool showSpinner,
+                                              platform::ui::View* parent) {
     auto* header = new WiFiHeaderView(parent);
-    header->setGeometry(frame);
+    platform::ui::setFrame(header, frame);
     header->setBackgroundClear();
     header->setAutoresizingFlexibleSize(true, false);
     header->headerText = new platform::ui::Label(header);
@@ -47,7 +41,7 @@ WiFiHeaderView* WiFiHeaderView::initWithFrame(const QRect& frame, const QString&
 }
 
 double WiFiHeaderView::leftInset() const {
-    if (const auto* table = qobject_cast<const platform::ui::TableView*>(parentWidget())) {
+    if (const auto* table = qobject_cast<const platform::ui::TableView*>(platform::ui::superview(this))) {
         if (const auto inset = table->backgroundInset()) {
             return *inset + kInsetInTable;
         }
@@ -65,17 +59,12 @@ void WiFiHeaderView::layoutSubviews() {
     if (!headerText) {
         return;  // still being made: the frame is set before the caption exists
     }
-    headerText->adjustSize();
-    const Frames frames = framesFor(leftInset(), QSizeF(headerText->size()));
+    platform::ui::sizeToFit(headerText);
+    const Frames frames = framesFor(leftInset(), platform::ui::frame(headerText).size());
     if (spinner) {
-        spinner->setGeometry(pixelRect(frames.spinner));
+        platform::ui::setFrame(spinner, frames.spinner);
     }
-    headerText->setGeometry(pixelRect(frames.caption));
-}
-
-void WiFiHeaderView::resizeEvent(QResizeEvent* event) {
-    View::resizeEvent(event);
-    layoutSubviews();
+    platform::ui::setFrame(headerText, frames.caption);
 }
 
 }  // namespace wifiprofile

@@ -16,13 +16,14 @@ class WiFiHeaderView : public platform::ui::View {
     Q_OBJECT
   public:
     // A header with the caption text and, when showSpinner, a stopped spinner; laid out at once.
-    static WiFiHeaderView* initWithFrame(const QRect& frame, const QString& text, bool showSpinner,
-                                         QWidget* parent = nullptr);
+    static WiFiHeaderView* initWithFrame(const QRectF& frame, const QString& text, bool showSpinner,
+                                         platform::ui::View* parent = nullptr);
 
     platform::ui::Label* headerText = nullptr;
     platform::ui::ActivityIndicatorView* spinner = nullptr;  // absent without a spinner
 
-    void layoutSubviews();
+    // Places the caption at the left inset and the spinner beside it; runs on every size change.
+    void layoutSubviews() override;
 
     // Where caption and spinner go for a left inset and a caption of the given size.
     struct Frames {
@@ -33,11 +34,8 @@ class WiFiHeaderView : public platform::ui::View {
     // The caption's left inset: the table's background inset + 15 inside a table that reports one, else 18.
     double leftInset() const;
 
-  protected:
-    void resizeEvent(QResizeEvent* event) override;
-
   private:
-    explicit WiFiHeaderView(QWidget* parent) : View(parent) {}
+    explicit WiFiHeaderView(platform::ui::View* parent) : View(parent) {}
 };
 
 }  // namespace wifiprofile
