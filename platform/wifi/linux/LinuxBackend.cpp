@@ -11,6 +11,7 @@
 #include "platform/wifi/linux/NetworkManagerClient.h"
 #include "platform/wifi/linux/NetworkNames.h"
 #include "platform/wifi/linux/PingStatistics.h"
+#include "platform/wifi/linux/RouteTable.h"
 #include "platform/wifi/linux/SecondHop.h"
 #include "platform/wifi/linux/Security.h"
 #include "platform/wifi/linux/SignalLevels.h"
@@ -794,7 +795,10 @@ TestAnswer LinuxBackend::ping(const Request& request, const QString& what, const
                                       Value::record(std::make_shared<WiFiPingResult>(*record))}}));
 }
 
-static QString gatewayOf(const NetworkManagerClient& nm, const QString& devicePath) {
+// The Wi-Fi device's IPv4 gateway: NetworkManager's, or else the kernel's default route when it
+// leaves through the Wi-Fi device (a connection NetworkManager does not manage the addresses of).
+static QString gatewayOf(const NetworkManagerClient& nm, const QString& devicePath,
+                         const QString& routeTablePath) {
     const NMDevice device = nm.device(devicePath);
     if (!device.ip4Config.isEmpty() && device.ip4Config != nm::kNoObject) {
         const QString gateway = nm.ip4Config(device.ip4Config).gateway;
@@ -802,12 +806,28 @@ static QString gatewayOf(const NetworkManagerClient& nm, const QString& devicePa
             return gateway;
         }
     }
-    fail(servicecode::kNotJoined, QStringLiteral("the Wi-Fi device has no IPv4 gateway"));
+    const auto route = readDefaultRoute(routeTablePath);
+    if (!route.ok()) {
+        fail(servicecode::kNotJoined,
+             QStringLiteral("the Wi-Fi device has no IPv4 gateway: NetworkManager names none, and %1")
+                 .arg(route.error()->text));
+    }
+    if (route.value() && route.value()->interfaceName == device.interface) {
+        return route.value()->gateway.toString();
+    }
+    fail(servicecode::kNotJoined,
+         route.value()
+             ? QStringLiteral("the Wi-Fi device has no IPv4 gateway: NetworkManager names none, and "
+                              "the default route leaves through %1")
+                   .arg(route.value()->interfaceName)
+             : QStringLiteral("the Wi-Fi device has no IPv4 gateway: NetworkManager names none, and "
+                              "the kernel has no default route"));
 }
 
 TestAnswer LinuxBackend::pingLAN(const Request& request) {
     requireJoinedTarget(request);
-    return ping(request, QStringLiteral("gateway"), gatewayOf(*nm_, wifiDevicePath()));
+    return ping(request, QStringLiteral("gateway"),
+                gatewayOf(*nm_, wifiDevicePath(), options_.routeTablePath));
 }
 
 TestAnswer LinuxBackend::pingWAN(const Request& request) {
@@ -816,7 +836,7 @@ TestAnswer LinuxBackend::pingWAN(const Request& request) {
 
 TestAnswer LinuxBackend::doubleNAT(const Request& request) {
     requireJoinedTarget(request);
-    const QString gateway = gatewayOf(*nm_, wifiDevicePath());
+    const QString gateway = gatewayOf(*nm_, wifiDevicePath(), options_.routeTablePath);
     if (!isPrivateIPv4(gateway)) {
         return finding(false);
     }

@@ -50,6 +50,8 @@ struct LinuxBackendOptions {
     ProbeTargets targets;
     // Root of the kernel's sysfs, where the Wi-Fi drivers' Bluetooth coexistence switch is read.
     QString sysfsRoot = QStringLiteral("/sys");
+    // The kernel's IPv4 routing table, where the gateway is read when NetworkManager names none.
+    QString routeTablePath = QStringLiteral("/proc/net/route");
     // Called with a one-line message when the system refuses something the user asked for
     // (switching Wi-Fi on without the right); the host prints it.
     std::function<void(const QString&)> warn;

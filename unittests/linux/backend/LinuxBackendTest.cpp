@@ -161,6 +161,7 @@ class LinuxBackendTest : public ::testing::Test {
             options.callTimeout = 1000ms;
             options.scanTimeout = scanTimeout_;
             options.sysfsRoot = sysfsRoot_;
+            options.routeTablePath = routeTablePath_;
             // Probe targets on this machine only; the Wi-Fi device is wlp2s0, so a probe whose
             // route leaves through the loopback device is refused before anything is sent.
             options.targets.wanPingAddress = QStringLiteral("127.0.0.1");
@@ -230,6 +231,7 @@ class LinuxBackendTest : public ::testing::Test {
     QObject context_;
     std::chrono::milliseconds scanTimeout_ = 2000ms;
     QString sysfsRoot_ = QStringLiteral("/nonexistent-sysfs");
+    QString routeTablePath_ = QStringLiteral("/nonexistent-route-table");
     QString device_;
     int apSerial_ = 0;
 
@@ -947,4 +949,65 @@ TEST_F(LinuxBackendTest, APingWhoseRouteLeavesThroughAnotherDeviceIsNotSent) {
         EXPECT_THAT(o.errorText(), HasSubstr("leaves through lo, not the Wi-Fi device wlp2s0")) << id;
         EXPECT_LT(std::chrono::steady_clock::now() - start, 1000ms) << "no ping series was sent";
     }
+}
+
+// ---- The gateway when NetworkManager names none ----
+
+class GatewayFromTheRouteTableTest : public LinuxBackendTest {
+  protected:
+    // Joined, with an IPv4 configuration that names no gateway, and a routing table of the given rows.
+    void joinWithoutGateway(const QString& rows) {
+        addDevice();
+        join(addAp(QStringLiteral("Home"), 2412));
+        mock().addIp4Config(device_, QStringLiteral("ip4"), {{QStringLiteral("192.168.1.20"), 24}},
+                            QString());
+        if (!rows.isNull()) {
+            routeTablePath_ = dir_.filePath(QStringLiteral("route"));
+            QFile file(routeTablePath_);
+            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+            file.write(
+                ("Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n" +
+                 rows)
+                    .toUtf8());
+        }
+    }
+    QTemporaryDir dir_;
+};
+
+TEST_F(GatewayFromTheRouteTableTest, TheKernelsDefaultRouteThroughTheWiFiDeviceGivesTheGateway) {
+    // Default route via 127.0.0.1 on wlp2s0: the gateway ping then finds its route through lo.
+    joinWithoutGateway(QStringLiteral("wlp2s0\t00000000\t0100007F\t0003\t0\t0\t600\t00000000\t0\t0\t0\n"));
+    const Outcome ping = run(3);
+    EXPECT_EQ(ping.errorCode(), 95);
+    EXPECT_THAT(ping.errorText(), HasSubstr("the route to the gateway address 127.0.0.1 leaves through lo"));
+    // 127.0.0.1 is no private address: no double NAT, answered without a probe.
+    const Outcome nat = run(8);
+    ASSERT_EQ(nat.errorCode(), -1) << nat.errorText();
+    EXPECT_EQ(verdictOf(nat), (Verdict{false, true}));
+}
+
+TEST_F(GatewayFromTheRouteTableTest, ADefaultRouteThroughAnotherDeviceGivesNone) {
+    joinWithoutGateway(QStringLiteral("enp0s31f6\t00000000\t0100000A\t0003\t0\t0\t100\t00000000\t0\t0\t0\n"));
+    for (const std::int64_t id : {3, 8}) {
+        const Outcome o = run(id);
+        EXPECT_EQ(o.errorCode(), 57) << id;
+        EXPECT_THAT(o.errorText(),
+                    HasSubstr("NetworkManager names none, and the default route leaves through enp0s31f6"))
+            << id;
+    }
+}
+
+TEST_F(GatewayFromTheRouteTableTest, NoDefaultRouteGivesNone) {
+    joinWithoutGateway(QStringLiteral("wlp2s0\t0001A8C0\t00000000\t0001\t0\t0\t600\t00FFFFFF\t0\t0\t0\n"));
+    const Outcome o = run(3);
+    EXPECT_EQ(o.errorCode(), 57);
+    EXPECT_THAT(o.errorText(), HasSubstr("NetworkManager names none, and the kernel has no default route"));
+}
+
+TEST_F(GatewayFromTheRouteTableTest, AnUnreadableRouteTableGivesNoneAndSaysWhy) {
+    joinWithoutGateway(QString());
+    const Outcome o = run(8);
+    EXPECT_EQ(o.errorCode(), 57);
+    EXPECT_THAT(o.errorText(), HasSubstr("NetworkManager names none, and cannot read the routing table "
+                                         "/nonexistent-route-table"));
 }
