@@ -659,6 +659,10 @@ DBusReadError errorFromReply(Action action, const DBusPlace& place, const QDBusM
 std::vector<DBusValue> callAt(const DBusCaller& caller, Action action, const DBusPlace& errorPlace,
                               const QString& path, const QString& interface, const QString& method,
                               const QVariantList& args, const QString& replySignature) {
+    if (CallCancellation::cancelledOnThisThread()) {
+        throw DBusReadError(DBusReadError::Kind::CallFailed,
+                            QStringLiteral("%1 %2: cancelled").arg(verbOf(action), errorPlace.text()));
+    }
     if (!isObjectPath(path)) {
         DBusPlace withoutPath = errorPlace;
         withoutPath.path.clear();
@@ -761,6 +765,28 @@ bool DBusCaller::serviceIsPresent() const {
         .callForOne(QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus"),
                     QStringLiteral("NameHasOwner"), {service_}, QStringLiteral("b"))
         .readBool();
+}
+
+namespace {
+thread_local const CallCancellation* currentCancellation = nullptr;
+}  // namespace
+
+CallCancellation::CallCancellation(std::function<bool()> cancelled)
+    : cancelled_(std::move(cancelled)), outer_(currentCancellation) {
+    currentCancellation = this;
+}
+
+CallCancellation::~CallCancellation() {
+    currentCancellation = outer_;
+}
+
+bool CallCancellation::cancelledOnThisThread() {
+    for (const CallCancellation* c = currentCancellation; c; c = c->outer_) {
+        if (c->cancelled_ && c->cancelled_()) {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace platform::linuxwifi

@@ -14,6 +14,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -178,6 +179,25 @@ class DBusDict {
 // Calls methods of one service over one connection, each with a timeout, and checks the
 // signature of every answer. Copies are cheap; every member is safe to use from any thread at the
 // same time (QtDBus blocking calls are).
+// While one lives on a thread, every D-Bus call made on that thread first asks whether the work it
+// serves was cancelled, and throws a DBusReadError (CallFailed, "cancelled") instead of calling:
+// a long series of calls (one per saved connection, one per access point) then ends at its next
+// call rather than after all of them. One per thread at a time.
+class CallCancellation {
+  public:
+    explicit CallCancellation(std::function<bool()> cancelled);
+    ~CallCancellation();
+    CallCancellation(const CallCancellation&) = delete;
+    CallCancellation& operator=(const CallCancellation&) = delete;
+
+    // Whether the work of the calls on this thread was cancelled (false without a CallCancellation).
+    static bool cancelledOnThisThread();
+
+  private:
+    std::function<bool()> cancelled_;
+    const CallCancellation* outer_;
+};
+
 class DBusCaller {
   public:
     // timeout: at least 1 ms (a smaller one is taken as 1 ms).

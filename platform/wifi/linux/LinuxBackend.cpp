@@ -277,6 +277,8 @@ TestAnswer LinuxBackend::answer(const DiagnosticsTestRequest& test,
     request.cancel = cancel;
     request.arrivedAtMs = bootTimeMs();
     TestAnswer result;
+    // A cancel ends the handler at its next D-Bus call; the answer is then the cancel's (below).
+    const CallCancellation callsEndOnCancel([cancel] { return cancel->isCancelled(); });
     try {
         result = (this->*(handler->second))(request);
     } catch (const ServiceFailure& failure) {

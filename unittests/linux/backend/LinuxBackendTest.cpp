@@ -875,6 +875,25 @@ TEST_F(LinuxBackendTest, CancellingEndsAFreshScanWait) {
     EXPECT_EQ(error->domain, QStringLiteral("WiFiDiagnostics"));
 }
 
+TEST_F(LinuxBackendTest, ACancelledRequestMakesNoFurtherCallToAHangingService) {
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2412));
+    auto backend = sharedBackend();
+    mock().pauseNetworkManager();  // every call would now wait its whole timeout (1 s here)
+    const auto start = Clock::now();
+    ErrorRef error;
+    const auto results =
+        backend->runDiagnosticsTests({DiagnosticsTestRequest::requestWithTestID(11, maxAge(60)),
+                                      DiagnosticsTestRequest::requestWithTestID(43, maxAge(60))},
+                                     &error, [&backend] { backend->cancelAllRequests(); });
+    const auto took = Clock::now() - start;
+    mock().resumeNetworkManager();
+    EXPECT_FALSE(results.has_value());
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code, 125);
+    EXPECT_LT(took, 500ms) << "a call was made after the cancel";
+}
+
 // ---- Power ---------------------------------------------------------------------------------------
 
 TEST_F(LinuxBackendTest, PowerIsReadAtConstruction) {

@@ -463,6 +463,30 @@ TEST_F(NetworkManagerClientTest, TheServiceVanishingMidRunGivesAnErrorWithinTheT
     EXPECT_FALSE(reader.isRunning());
 }
 
+TEST_F(NetworkManagerClientTest, CallsOfCancelledWorkAreNotMadeUntilTheCancellationEnds) {
+    const NetworkManagerClient reader = client(300ms);
+    bool cancelled = false;
+    {
+        const platform::linuxwifi::CallCancellation cancellation([&cancelled] { return cancelled; });
+        EXPECT_TRUE(reader.wirelessEnabled());  // not cancelled yet: the call is made
+        cancelled = true;
+        bus().pauseNetworkManager();  // a call made now would wait its timeout
+        const auto start = Clock::now();
+        const auto error = readError([&] { reader.devicePaths(); });
+        const auto took = since(start);
+        bus().resumeNetworkManager();
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->kind(), DBusReadError::Kind::CallFailed);
+        EXPECT_THAT(
+            str(error->text()),
+            HasSubstr("calling org.freedesktop.NetworkManager.GetDevices() at "
+                      "/org/freedesktop/NetworkManager on org.freedesktop.NetworkManager: cancelled"));
+        EXPECT_LT(took, 100ms);
+    }
+    EXPECT_FALSE(platform::linuxwifi::CallCancellation::cancelledOnThisThread());
+    EXPECT_TRUE(reader.wirelessEnabled());
+}
+
 TEST_F(NetworkManagerClientTest, AHangingServiceGivesATimeoutError) {
     const NetworkManagerClient reader = client(300ms);
     ASSERT_TRUE(reader.wirelessEnabled());
