@@ -494,6 +494,17 @@ std::vector<NMConnectionSettings> LinuxBackend::savedWifiConnections() const {
     return saved;
 }
 
+std::optional<NMConnectionSettings> LinuxBackend::connectionFor(const Request& request,
+                                                                const NMAccessPoint& ap) const {
+    if (!request.networkName) {
+        // The joined network: the connection the device is using, when it is for that SSID.
+        if (auto active = activeConnection(); active && active->ssid == ap.ssid) {
+            return active;
+        }
+    }
+    return savedConnectionFor(ap.ssid);
+}
+
 std::optional<NMConnectionSettings> LinuxBackend::savedConnectionFor(const QByteArray& ssid) const {
     std::optional<NMConnectionSettings> best;
     for (NMConnectionSettings& settings : savedWifiConnections()) {
@@ -691,7 +702,7 @@ TestAnswer LinuxBackend::ambiguousName(const Request& request) {
 
 TestAnswer LinuxBackend::hiddenNetwork(const Request& request) {
     const NMAccessPoint ap = targetAccessPoint(request);
-    const auto saved = savedConnectionFor(ap.ssid);
+    const auto saved = connectionFor(request, ap);
     return finding(ap.ssid.isEmpty() || (saved && saved->effectiveHidden()));
 }
 
@@ -734,7 +745,7 @@ TestAnswer LinuxBackend::captivePortal(const Request& request) {
         captive = connectivity == nm::kConnectivityPortal;
     }
     auto info = Dictionary::make();
-    const auto saved = savedConnectionFor(ap.ssid);
+    const auto saved = connectionFor(request, ap);
     // The saved connection's security, else the access point's; the profile stays out when
     // neither can be told.
     auto security = saved ? securityOfSettings(*saved) : std::nullopt;

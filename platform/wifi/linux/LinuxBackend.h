@@ -136,7 +136,10 @@ class LinuxBackend final : public WiFiBackend {
     std::vector<NMAccessPoint> scan(const Request& request);
     NMAccessPoint targetAccessPoint(const Request& request);
     std::optional<NMConnectionSettings> activeConnection() const;
+    // The most recently used connection saved for the SSID.
     std::optional<NMConnectionSettings> savedConnectionFor(const QByteArray& ssid) const;
+    // The connection a network test reads: the active one for the joined network, else the saved one.
+    std::optional<NMConnectionSettings> connectionFor(const Request& request, const NMAccessPoint& ap) const;
     std::vector<NMConnectionSettings> savedWifiConnections() const;
     void requireJoinedTarget(const Request& request) const;
     // A probe measures the Wi-Fi only when it left through the Wi-Fi device; otherwise (another

@@ -534,6 +534,19 @@ TEST_F(LinuxBackendTest, TheJoinedNetworkIsHiddenWhenItsSavedConnectionIsHidden)
     EXPECT_EQ(verdictOf(run(43)), (Verdict{true, false}));
 }
 
+TEST_F(LinuxBackendTest, TheJoinedNetworkIsReadFromTheConnectionInUseNotTheLastSaved) {
+    addDevice();
+    join(addAp(QStringLiteral("Attic"), 2437));
+    activate(wifiConnection(QStringLiteral("Attic"), "Attic"));  // in use, not hidden
+    auto hidden = wifiConnection(QStringLiteral("Attic hidden"), "Attic");
+    hidden[QStringLiteral("802-11-wireless")][QStringLiteral("hidden")] = true;
+    hidden[QStringLiteral("connection")][QStringLiteral("timestamp")] = QVariant(quint64(1700000000));
+    mock().addConnection(hidden);  // saved for the same name and used more recently
+    EXPECT_EQ(verdictOf(run(43)), (Verdict{false, true}));
+    // Named as a selected network, it is read from the connection saved last.
+    EXPECT_EQ(verdictOf(run(43, selecting("Attic"))), (Verdict{true, false}));
+}
+
 TEST_F(LinuxBackendTest, AJoinedNetworkWithoutANameIsHidden) {
     addDevice();
     join(addAp(QString(), 2437));
