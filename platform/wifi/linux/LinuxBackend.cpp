@@ -394,10 +394,22 @@ int LinuxBackend::scansRequested() const {
 // ----- shared steps ---------------------------------------------------------------------------------
 
 QString LinuxBackend::wifiDevicePath() const {
+    // With several Wi-Fi devices (a built-in card and a USB stick), the one in use: the first
+    // activated, else the first listed.
+    std::optional<QString> first;
     for (const NMDevice& device : nm_->devices()) {
-        if (device.isWifi()) {
+        if (!device.isWifi()) {
+            continue;
+        }
+        if (device.isActivated()) {
             return device.path;
         }
+        if (!first) {
+            first = device.path;
+        }
+    }
+    if (first) {
+        return *first;
     }
     fail(servicecode::kNotSupported, QStringLiteral("NetworkManager lists no Wi-Fi device"));
 }

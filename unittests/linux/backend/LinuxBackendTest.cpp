@@ -547,6 +547,23 @@ TEST_F(LinuxBackendTest, TheJoinedNetworkIsReadFromTheConnectionInUseNotTheLastS
     EXPECT_EQ(verdictOf(run(43, selecting("Attic"))), (Verdict{true, false}));
 }
 
+TEST_F(LinuxBackendTest, OfTwoWiFiDevicesTheActivatedOneIsProfiled) {
+    constexpr uint kDisconnected = 30;
+    const QString idle = mock().addWiFiDevice(QStringLiteral("wlan1"), QStringLiteral("wlx00c0ca112233"),
+                                              kDisconnected, scannedNow());
+    mock().addAccessPoint(idle, QStringLiteral("idleap"), QStringLiteral("Elsewhere"),
+                          QStringLiteral("AC:DE:48:00:01:01"), kInfrastructure, 2412, 54000, 90, kKeyMgmtPsk);
+    addDevice();  // wlp2s0, activated
+    join(addAp(QStringLiteral("Home"), 2437));
+    ErrorRef error;
+    const auto snapshot = backend().queryStatus(&error);
+    ASSERT_TRUE(snapshot) << (error ? str(error->text) : "");
+    ASSERT_TRUE(snapshot->wifi);
+    EXPECT_EQ(snapshot->wifi->ssidString, QStringLiteral("Home"));
+    const Outcome name = run(42);  // a network test reads the joined network of the same device
+    EXPECT_EQ(name.stringInfo("NetworkName"), QStringLiteral("Home")) << name.errorText();
+}
+
 TEST_F(LinuxBackendTest, AJoinedNetworkWithoutANameIsHidden) {
     addDevice();
     join(addAp(QString(), 2437));
