@@ -24,14 +24,6 @@ QString joined(const QStringList& names) {
     return names.join(QStringLiteral(", "));
 }
 
-QString composeMessage(const QString& file, const QString& place, const QString& why) {
-    QString message = file;
-    if (!place.isEmpty()) {
-        message += QStringLiteral(": ") + place;
-    }
-    return message + QStringLiteral(": ") + why;
-}
-
 AutomationAction readAction(const JsonField& field) {
     static const QStringList kKinds = {
         QStringLiteral("tap"),           QStringLiteral("wifiPower"),  QStringLiteral("waitMs"),
@@ -93,33 +85,18 @@ std::vector<AutomationAction> readAutomation(const JsonField& field) {
     return actions;
 }
 
-// Runs read, turning a complaint about a value into an AutomationError that names file.
-template <class Read>
-auto readingFile(const QString& file, const Read& read) -> decltype(read()) {
-    try {
-        return read();
-    } catch (const JsonFieldError& e) {
-        throw AutomationError(file, e.place(), e.why());
-    }
-}
-
 AutomationError fromScenarioError(const platform::sim::ScenarioError& e) {
     return AutomationError(e.file(), e.place(), e.why());
 }
 
 }  // namespace
 
-AutomationError::AutomationError(QString file, QString place, QString why)
-    : std::runtime_error(composeMessage(file, place, why).toStdString()),
-      file_(std::move(file)),
-      place_(std::move(place)),
-      why_(std::move(why)) {}
-
 std::vector<AutomationAction> automationOfScenario(const platform::sim::Scenario& scenario) {
     if (!scenario.automation) {
         return {};
     }
-    return readingFile(scenario.file, [&] { return readAutomation(*scenario.automation); });
+    return platform::readingFile<AutomationError>(scenario.file,
+                                                  [&] { return readAutomation(*scenario.automation); });
 }
 
 std::vector<AutomationAction> parseAutomation(const QByteArray& json, const QString& file) {
@@ -131,7 +108,7 @@ std::vector<AutomationAction> parseAutomation(const QByteArray& json, const QStr
     }
     const JsonField document(root);
     if (document.kind() == Value::Kind::Array) {
-        return readingFile(file, [&] { return readAutomation(document); });
+        return platform::readingFile<AutomationError>(file, [&] { return readAutomation(document); });
     }
     if (document.kind() != Value::Kind::Dictionary) {
         throw AutomationError(file, QString(),

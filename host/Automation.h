@@ -39,15 +39,9 @@ struct AutomationAction {
 
 // An automation script that cannot be used: the file, the place in it (a JSON path; empty for the
 // file itself) and why. what() reads "file: place: why".
-class AutomationError : public std::runtime_error {
+class AutomationError : public platform::InputFileError {
   public:
-    AutomationError(QString file, QString place, QString why);
-    const QString& file() const { return file_; }
-    const QString& place() const { return place_; }
-    const QString& why() const { return why_; }
-
-  private:
-    QString file_, place_, why_;
+    using InputFileError::InputFileError;
 };
 
 // The actions of a scenario's "automation" key. Throws AutomationError naming the scenario's file.

@@ -23,6 +23,14 @@ JsonFieldError::JsonFieldError(QString place, QString why)
       place_(std::move(place)),
       why_(std::move(why)) {}
 
+InputFileError::InputFileError(QString file, QString place, QString why)
+    : std::runtime_error((place.isEmpty() ? QStringLiteral("%1: %2").arg(file, why)
+                                          : QStringLiteral("%1: %2: %3").arg(file, place, why))
+                             .toStdString()),
+      file_(std::move(file)),
+      place_(std::move(place)),
+      why_(std::move(why)) {}
+
 QString jsonKindPhrase(const Value& value) {
     switch (value.kind()) {
         case Value::Kind::Null:

@@ -29,6 +29,31 @@ class JsonFieldError : public std::runtime_error {
     QString place_, why_;
 };
 
+// A file of outside input that cannot be used: the file, the place in it (a JSON path, or
+// line:column for a syntax error; empty for the file itself) and why. what() reads
+// "file: place: why", or "file: why". Each kind of file has its own error type made from this.
+class InputFileError : public std::runtime_error {
+  public:
+    InputFileError(QString file, QString place, QString why);
+    const QString& file() const { return file_; }
+    const QString& place() const { return place_; }
+    const QString& why() const { return why_; }
+
+  private:
+    QString file_, place_, why_;
+};
+
+// Runs read, turning a complaint about a value into an Error (made from InputFileError) that names
+// file.
+template <class Error, class Read>
+auto readingFile(const QString& file, const Read& read) -> decltype(read()) {
+    try {
+        return read();
+    } catch (const JsonFieldError& e) {
+        throw Error(file, e.place(), e.why());
+    }
+}
+
 // How messages name a value's kind: "null", "a boolean", "an integer", "a fraction", "a string",
 // "an array", "an object", ...
 QString jsonKindPhrase(const Value& value);

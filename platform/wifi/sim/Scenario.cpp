@@ -19,24 +19,6 @@ static void registerSimResources() {
 
 namespace platform::sim {
 
-namespace {
-
-QString composeMessage(const QString& file, const QString& place, const QString& why) {
-    QString message = file;
-    if (!place.isEmpty()) {
-        message += QStringLiteral(": ") + place;
-    }
-    return message + QStringLiteral(": ") + why;
-}
-
-}  // namespace
-
-ScenarioError::ScenarioError(QString file, QString place, QString why)
-    : std::runtime_error(composeMessage(file, place, why).toStdString()),
-      file_(std::move(file)),
-      place_(std::move(place)),
-      why_(std::move(why)) {}
-
 TestAnswer neutralTestAnswer() {
     auto result = std::make_shared<DiagnosticsTestResult>();
     result->result = false;
@@ -351,16 +333,6 @@ Scenario readScenario(const JsonField& root) {
     return s;
 }
 
-// Runs read, turning a complaint about a value into a ScenarioError that names file.
-template <class Read>
-auto readingFile(const QString& file, const Read& read) -> decltype(read()) {
-    try {
-        return read();
-    } catch (const JsonFieldError& e) {
-        throw ScenarioError(file, e.place(), e.why());
-    }
-}
-
 Value parseDocument(const QByteArray& json, const QString& file) {
     try {
         return parseJson(json);
@@ -392,7 +364,7 @@ QByteArray readScenarioFileBytes(const QString& path) {
 
 Scenario parseScenario(const QByteArray& json, const QString& file) {
     const Value root = parseDocument(json, file);
-    Scenario s = readingFile(file, [&] { return readScenario(JsonField(root)); });
+    Scenario s = readingFile<ScenarioError>(file, [&] { return readScenario(JsonField(root)); });
     s.file = file;
     return s;
 }

@@ -21,15 +21,9 @@ namespace platform::sim {
 
 // A scenario that cannot be used: says which file, where in it (a JSON path such as
 // tests."16"[1].info, or line:column for a syntax error) and why.
-class ScenarioError : public std::runtime_error {
+class ScenarioError : public InputFileError {
   public:
-    ScenarioError(QString file, QString place, QString why);
-    const QString& file() const { return file_; }
-    const QString& place() const { return place_; }
-    const QString& why() const { return why_; }
-
-  private:
-    QString file_, place_, why_;
+    using InputFileError::InputFileError;
 };
 
 struct DeviceSpec {
