@@ -1,5 +1,7 @@
 #include "fuzz/FuzzSupport.h"
 
+#include "platform/foundation/JsonReader.h"
+
 #include <QCoreApplication>
 
 #include <cstdio>
@@ -63,6 +65,17 @@ void require(bool condition, const char* what, const QString& detail) {
     }
     std::fflush(stderr);
     std::abort();
+}
+
+void requireReadsBackAsJson(const QByteArray& written, const char* what, const QString& context) {
+    QString failure;
+    // Read first: the order in which a call's arguments are worked out is the compiler's choice.
+    const bool readsBack = platform::tryParseJson(written, &failure).has_value();
+    if (readsBack) {
+        return;
+    }
+    const QString prefix = context.isEmpty() ? QString() : context + QStringLiteral(": ");
+    require(false, what, prefix + failure + QStringLiteral("\nwritten: ") + excerpt(written));
 }
 
 QString excerpt(const QByteArray& input) {

@@ -21,6 +21,7 @@
 
 using fuzzsupport::excerpt;
 using fuzzsupport::require;
+using fuzzsupport::requireReadsBackAsJson;
 using platform::Value;
 using platform::sim::Scenario;
 using platform::sim::ScenarioError;
@@ -59,13 +60,6 @@ bool holdsTag(const Value& value) {
     return false;
 }
 
-void checkWritable(const Value& value, const char* what) {
-    const QByteArray written = platform::toJson(value);
-    QString failure;
-    require(platform::tryParseJson(written, &failure).has_value(), what,
-            failure + QStringLiteral("\nwritten: ") + excerpt(written));
-}
-
 void checkLatency(const std::optional<std::chrono::milliseconds>& latency) {
     require(!latency || (latency->count() >= 0 && latency->count() <= kMaxLatencyMs),
             "a latency lies within 0 to 600000 ms", QString::number(latency ? latency->count() : 0));
@@ -78,7 +72,8 @@ void checkAnswer(const TestAnswer& answer) {
     }
     for (const auto& result : *answer.results) {
         if (result && result->info) {
-            checkWritable(Value::dictionary(result->info), "an answer's info is writable as JSON");
+            requireReadsBackAsJson(platform::toJson(Value::dictionary(result->info)),
+                                   "an answer's info is writable as JSON");
         }
     }
 }
@@ -198,7 +193,7 @@ void fuzzTypedValue(const QByteArray& input) {
     }
     try {
         const Value typed = platform::sim::typedValueFromJson(*json, kFile, QStringLiteral("info"));
-        checkWritable(typed, "a typed value is writable as JSON");
+        requireReadsBackAsJson(platform::toJson(typed), "a typed value is writable as JSON");
         if (!holdsTag(*json)) {
             require(typed == *json, "plain JSON reads as the same value", excerpt(input));
         }

@@ -28,6 +28,7 @@
 
 using fuzzsupport::FuzzBytes;
 using fuzzsupport::require;
+using fuzzsupport::requireReadsBackAsJson;
 using platform::Dictionary;
 using platform::DictionaryRef;
 using platform::Value;
@@ -358,13 +359,6 @@ platform::sim::Scenario scenarioAnswering(std::int64_t testID, platform::sim::Te
 // The messages the diagnostic logged while the current input ran.
 QStringList gMessages;
 
-void checkWritable(const Dictionary& written, const Operation& op, const char* what) {
-    const QByteArray json = platform::toJson(written);
-    QString failure;
-    require(platform::tryParseJson(json, &failure).has_value(), what,
-            QStringLiteral("%1: %2\n%3").arg(QString::fromUtf8(op.name), failure, QString::fromUtf8(json)));
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
@@ -432,10 +426,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 "a failed run is logged once with the service's error",
                 gMessages.join(QLatin1Char('\n')) + QStringLiteral("\nexpected the error: ") + described);
     }
-    checkWritable(*written, op, "an operation's dictionary is writable as JSON that reads back");
+    requireReadsBackAsJson(platform::toJson(*written),
+                           "an operation's dictionary is writable as JSON that reads back",
+                           QString::fromUtf8(op.name));
     if (const platform::ArrayRef scanResults = controller->wifiScanResults.get()) {
-        checkWritable(Dictionary{{"ScanResults", Value::array(scanResults)}}, op,
-                      "the kept scan results are writable as JSON that reads back");
+        requireReadsBackAsJson(platform::toJson(Value::array(scanResults)),
+                               "the kept scan results are writable as JSON that reads back",
+                               QString::fromUtf8(op.name));
     }
     platform::installWiFiBackend(nullptr);
     return 0;

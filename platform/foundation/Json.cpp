@@ -81,11 +81,15 @@ void appendValue(QByteArray& out, const Value& value) {
     }
 }
 
-}  // namespace
+// Appends "\\u" and the four lowercase hex digits of unit.
+void appendUnicodeEscape(QByteArray& out, unsigned unit) {
+    char escaped[8];
+    std::snprintf(escaped, sizeof escaped, "\\u%04x", unit);
+    out += escaped;
+}
 
-void appendJsonString(QByteArray& out, const QString& s) {
-    out += '"';
-    const QByteArray utf8 = s.toUtf8();
+// Appends UTF-8 text with the characters JSON requires escaped.
+void appendEscapedUtf8(QByteArray& out, const QByteArray& utf8) {
     for (const char c : utf8) {
         const auto u = static_cast<unsigned char>(c);
         switch (c) {
@@ -112,14 +116,36 @@ void appendJsonString(QByteArray& out, const QString& s) {
                 break;
             default:
                 if (u < 0x20) {
-                    char escaped[8];
-                    std::snprintf(escaped, sizeof escaped, "\\u%04x", u);
-                    out += escaped;
+                    appendUnicodeEscape(out, u);
                 } else {
                     out += c;
                 }
         }
     }
+}
+
+}  // namespace
+
+void appendJsonString(QByteArray& out, const QString& s) {
+    out += '"';
+    // Text is written as UTF-8, but half a surrogate pair has no UTF-8 form: it is written as its
+    // \u escape, so that the text reads back unit for unit and two keys never become one.
+    const QStringView text(s);
+    qsizetype runStart = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text[i];
+        if (!c.isSurrogate()) {
+            continue;
+        }
+        if (c.isHighSurrogate() && i + 1 < text.size() && text[i + 1].isLowSurrogate()) {
+            ++i;
+            continue;
+        }
+        appendEscapedUtf8(out, text.mid(runStart, i - runStart).toUtf8());
+        appendUnicodeEscape(out, c.unicode());
+        runStart = i + 1;
+    }
+    appendEscapedUtf8(out, text.mid(runStart).toUtf8());
     out += '"';
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -43,14 +44,20 @@ bool isIdentifier(const QString& key) {
 }
 
 // A key as a message shows it: in quotes, with quotes and backslashes escaped and control
-// characters written as JSON escapes, so that no key can cut a message short or break its line.
+// characters and halves of surrogate pairs written as JSON escapes, so that no key can cut a
+// message short, break its line or change when the message is written as UTF-8.
 QString quotedKey(const QString& key) {
     QString out = QStringLiteral("\"");
-    for (const QChar c : key) {
+    for (qsizetype i = 0; i < key.size(); ++i) {
+        const QChar c = key[i];
+        const bool pair = c.isHighSurrogate() && i + 1 < key.size() && key[i + 1].isLowSurrogate();
         if (c == u'"' || c == u'\\') {
             out += u'\\';
             out += c;
-        } else if (c.unicode() < 0x20 || c.unicode() == 0x7F) {
+        } else if (pair) {
+            out += c;
+            out += key[++i];
+        } else if (c.unicode() < 0x20 || c.unicode() == 0x7F || c.isSurrogate()) {
             out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
         } else {
             out += c;
@@ -284,14 +291,11 @@ class Parser {
         }
     }
 
-    // Four hex digits at pos_; advances past them.
-    char32_t parseHex4(std::size_t escapeAt) {
-        if (size_ - pos_ < 4) {
-            fail(escapeAt, QStringLiteral("\\u must be followed by four hex digits"));
-        }
+    // The value of the four hex digits at digits, if they are four hex digits.
+    static std::optional<char32_t> hex4(const char* digits) {
         char32_t value = 0;
         for (int i = 0; i < 4; ++i) {
-            const char c = data_[pos_ + static_cast<std::size_t>(i)];
+            const char c = digits[i];
             value <<= 4;
             if (c >= '0' && c <= '9') {
                 value |= static_cast<char32_t>(c - '0');
@@ -300,11 +304,32 @@ class Parser {
             } else if (c >= 'A' && c <= 'F') {
                 value |= static_cast<char32_t>(c - 'A' + 10);
             } else {
-                fail(escapeAt, QStringLiteral("\\u must be followed by four hex digits"));
+                return std::nullopt;
             }
         }
-        pos_ += 4;
         return value;
+    }
+
+    // Four hex digits at pos_; advances past them.
+    char32_t parseHex4(std::size_t escapeAt) {
+        const std::optional<char32_t> value = size_ - pos_ < 4 ? std::nullopt : hex4(data_ + pos_);
+        if (!value) {
+            fail(escapeAt, QStringLiteral("\\u must be followed by four hex digits"));
+        }
+        pos_ += 4;
+        return *value;
+    }
+
+    // The low surrogate that a \u escape at pos_ names, if one is there; reads nothing.
+    std::optional<char32_t> lowSurrogateEscapeAtPos() const {
+        if (size_ - pos_ < 6 || data_[pos_] != '\\' || data_[pos_ + 1] != 'u') {
+            return std::nullopt;
+        }
+        const std::optional<char32_t> unit = hex4(data_ + pos_ + 2);
+        if (!unit || *unit < 0xDC00 || *unit > 0xDFFF) {
+            return std::nullopt;
+        }
+        return unit;
     }
 
     // Checks one UTF-8 encoded character at pos_ (first byte >= 0x80), copies it, advances.
@@ -338,8 +363,9 @@ class Parser {
 
     QString parseString() {
         const std::size_t openAt = pos_;
-        ++pos_;  // '"'
-        std::string out;
+        ++pos_;           // '"'
+        QString text;     // what is read up to the last lone surrogate
+        std::string out;  // UTF-8 read since then
         for (;;) {
             if (pos_ >= size_) {
                 fail(openAt, QStringLiteral("the string starting here is not closed"));
@@ -347,7 +373,7 @@ class Parser {
             const auto c = static_cast<unsigned char>(data_[pos_]);
             if (c == '"') {
                 ++pos_;
-                return QString::fromUtf8(out.data(), static_cast<qsizetype>(out.size()));
+                return text + QString::fromUtf8(out.data(), static_cast<qsizetype>(out.size()));
             }
             if (c < 0x20) {
                 fail(pos_,
@@ -395,25 +421,20 @@ class Parser {
                     break;
                 case 'u': {
                     char32_t cp = parseHex4(escapeAt);
-                    if (cp >= 0xDC00 && cp <= 0xDFFF) {
-                        fail(escapeAt,
-                             QStringLiteral("\\u escape is a low surrogate without a high surrogate"));
-                    }
                     if (cp >= 0xD800 && cp <= 0xDBFF) {
-                        if (size_ - pos_ < 2 || data_[pos_] != '\\' || data_[pos_ + 1] != 'u') {
-                            fail(escapeAt,
-                                 QStringLiteral("\\u escape is a high surrogate without a low surrogate"));
+                        if (const std::optional<char32_t> low = lowSurrogateEscapeAtPos()) {
+                            pos_ += 6;
+                            cp = 0x10000 + ((cp - 0xD800) << 10) + (*low - 0xDC00);
                         }
-                        const std::size_t lowAt = pos_;
-                        pos_ += 2;
-                        const char32_t low = parseHex4(lowAt);
-                        if (low < 0xDC00 || low > 0xDFFF) {
-                            fail(escapeAt,
-                                 QStringLiteral("\\u escape is a high surrogate without a low surrogate"));
-                        }
-                        cp = 0x10000 + ((cp - 0xD800) << 10) + (low - 0xDC00);
                     }
-                    appendUtf8(out, cp);
+                    if (cp >= 0xD800 && cp <= 0xDFFF) {
+                        // Half a pair has no UTF-8 form: it is kept as its UTF-16 unit.
+                        text += QString::fromUtf8(out.data(), static_cast<qsizetype>(out.size()));
+                        text += QChar(static_cast<char16_t>(cp));
+                        out.clear();
+                    } else {
+                        appendUtf8(out, cp);
+                    }
                     break;
                 }
                 default:

@@ -4,7 +4,7 @@
 // number only fits 64 unsigned bits, a double when it fits neither), a fraction or an exponent
 // gives a double. Objects give dictionaries, arrays give arrays, null gives the null marker. The
 // bare tokens NaN, Infinity and -Infinity are read as doubles, so the JSON this platform writes
-// reads back.
+// reads back, and so does a \u escape of half a surrogate pair, kept as that one UTF-16 unit.
 //
 // Everything else is held to the JSON grammar: no comments, no trailing commas, no leading zeros,
 // no single quotes, no unescaped control characters, valid UTF-8 only, nothing after the value.

@@ -97,6 +97,18 @@ TEST(JsonReader, Strings) {
     EXPECT_EQ(withNul.at(1), QChar(0));
 }
 
+// Half a surrogate pair is kept as the one UTF-16 unit it names, as the writer escapes it, so
+// that text holding one reads back as it was.
+TEST(JsonReader, LoneSurrogateEscapesAreKeptAsTheirUnit) {
+    EXPECT_EQ(read(R"("\ud83d")").toString(), QString(QChar(0xD83D)));
+    EXPECT_EQ(read(R"("\ude00")").toString(), QString(QChar(0xDE00)));
+    EXPECT_EQ(read(R"("a\ud83dA\u0041")").toString(),
+              QStringLiteral("a") + QChar(0xD83D) + QStringLiteral("AA"));
+    EXPECT_EQ(read(R"("\ude00\ud83d")").toString(), QString(QChar(0xDE00)) + QChar(0xD83D));
+    EXPECT_EQ(read(R"("é\ud83d\ud83d\ude00€")").toString(),
+              QStringLiteral("é") + QChar(0xD83D) + QStringLiteral("😀€"));
+}
+
 TEST(JsonReader, ArraysAndObjects) {
     const Value v = read(R"( { "b": [1, 2.0, "x", null, true, {}], "a": {"nested": []} } )");
     ASSERT_EQ(v.kind(), Value::Kind::Dictionary);
@@ -188,12 +200,7 @@ TEST(JsonReader, BadStrings) {
     EXPECT_EQ(errorOf(R"("bad \x escape")"), "line 1, column 6: unknown escape \\x in a string");
     EXPECT_EQ(errorOf(R"("\u12G4")"), "line 1, column 2: \\u must be followed by four hex digits");
     EXPECT_EQ(errorOf(R"("\u12")"), "line 1, column 2: \\u must be followed by four hex digits");
-    EXPECT_EQ(errorOf(R"("\ud83d")"),
-              "line 1, column 2: \\u escape is a high surrogate without a low surrogate");
-    EXPECT_EQ(errorOf(R"("\ud83d\u0041")"),
-              "line 1, column 2: \\u escape is a high surrogate without a low surrogate");
-    EXPECT_EQ(errorOf(R"(  "\ude00")"),
-              "line 1, column 4: \\u escape is a low surrogate without a high surrogate");
+    EXPECT_EQ(errorOf(R"("\ud83d\u12G4")"), "line 1, column 8: \\u must be followed by four hex digits");
     EXPECT_EQ(errorOf("\"\\"), "line 1, column 1: the string starting here is not closed");
 }
 
@@ -222,6 +229,22 @@ TEST(JsonReader, ControlCharactersInAKeyAreEscapedInMessages) {
     const std::string message = errorOf("{\"a\\u0000b\": {\"x\\ny\": 1, \"x\\ny\": 2}}");
     EXPECT_EQ(message, "line 1, column 26: duplicate key \"x\\u000ay\" (\"a\\u0000b\".\"x\\u000ay\")");
     EXPECT_EQ(message.find('\0'), std::string::npos);
+}
+
+TEST(JsonReader, HalvesOfSurrogatePairsInAKeyAreEscapedInMessages) {
+    // Half a pair has no UTF-8 form: written as it is, it would turn into another character in
+    // the message's UTF-8 text. A whole pair stays the character it is.
+    const QByteArray text = R"({"a\ud800😀": {"b\ude00": 1, "b\ude00": 2}})";
+    QString message;
+    ASSERT_FALSE(tryParseJson(text, &message));
+    EXPECT_EQ(message,
+              QStringLiteral(R"(line 1, column 29: duplicate key "b\ude00" ("a\ud800😀"."b\ude00"))"));
+    try {
+        parseJson(text);
+        FAIL() << "no error";
+    } catch (const JsonParseError& error) {
+        EXPECT_EQ(QString::fromUtf8(error.what()), error.message());
+    }
 }
 
 TEST(JsonReader, DepthIsLimited) {

@@ -1,12 +1,14 @@
 // The JSON text of platform values, as the host prints results and events.
 #include "platform/foundation/DateFormatter.h"
 #include "platform/foundation/Json.h"
+#include "platform/foundation/JsonReader.h"
 #include "platform/wifi/WiFiRecords.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
+#include <optional>
 
 using namespace platform;
 
@@ -100,6 +102,22 @@ TEST(JsonWriter, StringsAreEscaped) {
     // Non-ASCII text stays as UTF-8; the slash needs no escape.
     EXPECT_EQ(json(Value::string(QStringLiteral("Café/Straße ☕"))), "\"Café/Straße ☕\"");
     EXPECT_EQ(json(Value::string(QString())), "\"\"");
+}
+
+// Half a surrogate pair has no UTF-8 form; it is escaped, so keys that differ only there stay
+// apart and the text reads back as it was.
+TEST(JsonWriter, LoneSurrogatesAreEscaped) {
+    EXPECT_EQ(json(Value::string(QStringLiteral("a") + QChar(0xD800) + QStringLiteral("b"))),
+              "\"a\\ud800b\"");
+    EXPECT_EQ(json(Value::string(QString(QChar(0xDFFF)) + QChar(0xD83D))), "\"\\udfff\\ud83d\"");
+    EXPECT_EQ(json(Value::string(QStringLiteral("é😀") + QChar(0xDE00))), "\"é😀\\ude00\"");
+    Dictionary keys;
+    keys.set(QStringLiteral("a") + QChar(0xD800), Value::integer(1));
+    keys.set(QStringLiteral("a") + QChar(0xDC00), Value::integer(2));
+    keys.set(QStringLiteral("a") + QChar(0xFFFD), Value::integer(3));
+    const std::optional<Value> back = tryParseJson(toJson(keys));
+    ASSERT_TRUE(back.has_value()) << toJson(keys).toStdString();
+    EXPECT_EQ(*back->toDictionary(), keys);
 }
 
 TEST(JsonWriter, ArraysKeepOrderWithCommaSpace) {
