@@ -114,6 +114,10 @@ bool NavigationBar::eventFilter(QObject* watched, QEvent* event) {
     return QWidget::eventFilter(watched, event);
 }
 
+BarPosition NavigationBar::barPosition() {
+    return delegate_ ? delegate_->positionForBar(this) : BarPosition::Any;
+}
+
 void NavigationBar::moveCentreBy(double dy) {
     move(x(), y() + static_cast<int>(std::lround(dy)));
 }

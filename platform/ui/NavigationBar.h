@@ -48,12 +48,29 @@ class NavigationItem {
     std::function<void()> changed_;
 };
 
+class NavigationBar;
+
+// Where a bar sits on its screen: anywhere, at the bottom, at the top, or at the top and joined to
+// the status bar above it.
+enum class BarPosition { Any = 0, Bottom = 1, Top = 2, TopAttached = 3 };
+
+// What a navigation bar asks the screen it serves.
+class NavigationBarDelegate {
+  public:
+    virtual ~NavigationBarDelegate() = default;
+    virtual BarPosition positionForBar(NavigationBar* bar) = 0;
+};
+
 class NavigationBar : public QWidget {
     Q_OBJECT
   public:
     explicit NavigationBar(QWidget* parent = nullptr);
     void setItems(std::vector<std::shared_ptr<NavigationItem>> items);
     std::shared_ptr<NavigationItem> topItem() const { return items_.empty() ? nullptr : items_.back(); }
+    // The delegate is not owned; the bar asks it for its position.
+    void setDelegate(NavigationBarDelegate* delegate) { delegate_ = delegate; }
+    // The position the delegate gives, or Any without a delegate.
+    BarPosition barPosition();
     // Moves the bar's centre by dy points.
     void moveCentreBy(double dy);
 
@@ -70,6 +87,7 @@ class NavigationBar : public QWidget {
     QWidget* balance_;  // as wide as the right button, so the title stays centred
     QLabel* title_;
     QPushButton* right_;
+    NavigationBarDelegate* delegate_ = nullptr;
 };
 
 }  // namespace platform::ui

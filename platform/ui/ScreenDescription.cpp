@@ -21,6 +21,21 @@ bool insideTable(const QWidget* w, const QWidget* root) {
     return false;
 }
 
+// A bar position as a snapshot names it; empty for Any, which a snapshot leaves out.
+QString barPositionName(BarPosition position) {
+    switch (position) {
+        case BarPosition::Any:
+            break;
+        case BarPosition::Bottom:
+            return QStringLiteral("bottom");
+        case BarPosition::Top:
+            return QStringLiteral("top");
+        case BarPosition::TopAttached:
+            return QStringLiteral("topAttached");
+    }
+    return QString();
+}
+
 // The first table in root's tree (root itself included) that shows.
 TableView* visibleTable(QWidget* root) {
     if (auto* table = qobject_cast<TableView*>(root)) {
@@ -41,7 +56,10 @@ DictionaryRef describeScreen(QWidget* root, const AlertController* presentedAler
     if (!root) {
         return screen;
     }
-    if (const auto* bar = NavigationBar::findIn(root)) {
+    if (auto* bar = NavigationBar::findIn(root)) {
+        if (const QString position = barPositionName(bar->barPosition()); !position.isEmpty()) {
+            screen->set(QStringLiteral("barPosition"), Value::string(position));
+        }
         if (const auto item = bar->topItem()) {
             screen->set(QStringLiteral("title"), Value::string(item->title()));
             if (const auto button = item->rightBarButtonItem()) {

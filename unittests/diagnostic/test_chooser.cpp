@@ -264,8 +264,8 @@ TEST(NetworkListScreen, TheTableSitsUnderTheBarAndTheStatusBar) {
     EXPECT_EQ(c.table().contentInset(), (platform::ui::EdgeInsets{top, 0, 0, 0}));
     EXPECT_EQ(c.table().scrollIndicatorInsets(), (platform::ui::EdgeInsets{top, 0, 0, 0}));
     EXPECT_EQ(c.table().style(), platform::ui::TableViewStyle::Grouped);
-    EXPECT_EQ(c.h.controller->positionForBar(c.h.controller->navigationBar),
-              wifiprofile::WiFiProfileViewController::BarPosition::TopAttached);
+    // The bar asks the controller where it sits: at the top, joined to the status bar.
+    EXPECT_EQ(c.h.controller->navigationBar->barPosition(), platform::ui::BarPosition::TopAttached);
 }
 
 // ---- The first load ----

@@ -129,6 +129,7 @@ TEST_F(ChooserRunTest, ARefreshWhileNotJoinedEnablesNextWithNothingSelected) {
     ASSERT_EQ(snapshots.size(), 2u);
     const auto before = field(snapshots[0], "screen").toDictionary();
     const auto after = field(snapshots[1], "screen").toDictionary();
+    EXPECT_EQ(field(before, "barPosition"), Value::string(QStringLiteral("topAttached")));
     EXPECT_FALSE(field(field(before, "rightButton").toDictionary(), "enabled").toBool());
     EXPECT_TRUE(field(field(after, "rightButton").toDictionary(), "enabled").toBool());
     EXPECT_EQ(rows(snapshots[1], 0), QStringList());

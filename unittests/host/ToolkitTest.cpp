@@ -267,6 +267,38 @@ TEST_F(ToolkitTest, NavigationBarSpansTheWidthOfItsView) {
     EXPECT_EQ(bar->y(), 20);
 }
 
+TEST_F(ToolkitTest, NavigationBarAsksItsDelegateForItsPosition) {
+    struct Delegate : NavigationBarDelegate {
+        BarPosition position = BarPosition::TopAttached;
+        std::vector<NavigationBar*> asked;
+        BarPosition positionForBar(NavigationBar* bar) override {
+            asked.push_back(bar);
+            return position;
+        }
+    } delegate;
+    auto* bar = new NavigationBar(root.get());
+    bar->setItems({std::make_shared<NavigationItem>(QStringLiteral("Wi-Fi"))});
+    // Without a delegate the bar may sit anywhere, and a snapshot says nothing of it.
+    EXPECT_EQ(bar->barPosition(), BarPosition::Any);
+    EXPECT_EQ(json(describeScreen(root.get(), nullptr)),
+              R"({"labels": [], "progress": [], "title": "Wi-Fi"})");
+
+    bar->setDelegate(&delegate);
+    EXPECT_EQ(bar->barPosition(), BarPosition::TopAttached);
+    EXPECT_EQ(delegate.asked, std::vector<NavigationBar*>{bar});
+    EXPECT_EQ(json(describeScreen(root.get(), nullptr)),
+              R"({"barPosition": "topAttached", "labels": [], "progress": [], "title": "Wi-Fi"})");
+    delegate.position = BarPosition::Bottom;
+    EXPECT_EQ(json(describeScreen(root.get(), nullptr)),
+              R"({"barPosition": "bottom", "labels": [], "progress": [], "title": "Wi-Fi"})");
+    delegate.position = BarPosition::Top;
+    EXPECT_EQ(json(describeScreen(root.get(), nullptr)),
+              R"({"barPosition": "top", "labels": [], "progress": [], "title": "Wi-Fi"})");
+
+    bar->setDelegate(nullptr);
+    EXPECT_EQ(bar->barPosition(), BarPosition::Any);
+}
+
 TEST_F(ToolkitTest, NavigationBarFollowsItsItemAndRightButton) {
     auto* bar = new NavigationBar(root.get());
     bar->resize(375, 44);

@@ -36,6 +36,7 @@ void WiFiProfileViewController::setupViewWithNetworkList(bool showNetworkList) {
 
     navigationBar = new platform::ui::NavigationBar(view());
     navigationBar->moveCentreBy(kBarDrop);
+    navigationBar->setDelegate(this);
     const bool wapi = platform::queryDeviceCapability(QStringLiteral("wapi"));
     navigationItem = std::make_shared<platform::ui::NavigationItem>(
         localizedString(wapi ? QStringLiteral("WLAN_DIAGNOSTICS") : QStringLiteral("WIFI_DIAGNOSTICS")));
@@ -76,9 +77,8 @@ void WiFiProfileViewController::setupViewWithNetworkList(bool showNetworkList) {
     platform::ui::bringSubviewToFront(navigationBar);
 }
 
-WiFiProfileViewController::BarPosition WiFiProfileViewController::positionForBar(
-    platform::ui::NavigationBar* /*bar*/) const {
-    return BarPosition::TopAttached;
+platform::ui::BarPosition WiFiProfileViewController::positionForBar(platform::ui::NavigationBar* /*bar*/) {
+    return platform::ui::BarPosition::TopAttached;
 }
 
 // ---- The table's data source and delegate ----

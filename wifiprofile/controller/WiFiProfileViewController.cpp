@@ -22,11 +22,14 @@ constexpr int kSetupLogCategory = 0;
 }  // namespace
 
 WiFiProfileViewController::~WiFiProfileViewController() {
-    // The table outlives this object by a moment (the base class deletes the root view): it must not
-    // ask a data source or delegate that is gone.
+    // The table and the bar outlive this object by a moment (the base class deletes the root view):
+    // they must not ask a data source or delegate that is gone.
     if (tableView) {
         tableView->setDataSource(nullptr);
         tableView->setDelegate(nullptr);
+    }
+    if (navigationBar) {
+        navigationBar->setDelegate(nullptr);
     }
 }
 

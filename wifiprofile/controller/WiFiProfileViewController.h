@@ -49,7 +49,8 @@ class Shared {
 
 class WiFiProfileViewController final : public platform::HostDiagnosticViewController,
                                         public platform::ui::TableViewDataSource,
-                                        public platform::ui::TableViewDelegate {
+                                        public platform::ui::TableViewDelegate,
+                                        public platform::ui::NavigationBarDelegate {
   public:
     using DictionaryRef = platform::DictionaryRef;
     using IndexPath = platform::ui::IndexPath;
@@ -106,8 +107,7 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
     platform::ui::View* tableViewViewForHeaderInSection(TableView* table, long section) override;
     void tableViewDidSelectRowAtIndexPath(TableView* table, IndexPath indexPath) override;
     // The bar sits at the top and joins the status bar.
-    enum class BarPosition { Any = 0, Bottom = 1, Top = 2, TopAttached = 3 };
-    BarPosition positionForBar(platform::ui::NavigationBar* bar) const;
+    platform::ui::BarPosition positionForBar(platform::ui::NavigationBar* bar) override;
     void setupRefreshControl();
     void showSpinner();
     void hideSpinner();
@@ -262,7 +262,7 @@ class WiFiProfileViewController final : public platform::HostDiagnosticViewContr
     Shared<platform::ArrayRef> wifiScanResults;
     QPointer<TableView> tableView;
     QPointer<platform::ui::RefreshControl> refreshControl;
-    platform::ui::NavigationBar* navigationBar = nullptr;
+    QPointer<platform::ui::NavigationBar> navigationBar;
     std::shared_ptr<platform::ui::NavigationItem> navigationItem;
     // Kept in the root view's tree (the table shows them as its headers); Qt deletes them.
     QPointer<WiFiHeaderView> networksGroupHeaderView;
