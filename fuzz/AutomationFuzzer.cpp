@@ -5,6 +5,7 @@
 // a value of the right type and range.
 #include "fuzz/FuzzSupport.h"
 #include "host/Automation.h"
+#include "platform/foundation/JsonReader.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -81,8 +82,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(!error.why().isEmpty(), "an automation error says why", excerpt(input));
         return 0;
     }
-    // A list at the top has its actions at [i]; an object has them under "automation".
-    const bool listAtTop = input.trimmed().startsWith('[');
+    // A list at the top has its actions at [i]; an object has them under "automation". The text
+    // was read, so it is JSON (perhaps after a byte order mark and white space).
+    const bool listAtTop = platform::parseJson(input).kind() == Value::Kind::Array;
     for (std::size_t i = 0; i < actions.size(); ++i) {
         checkAction(actions[i], i, listAtTop);
     }
