@@ -51,11 +51,15 @@ void checkAction(const AutomationAction& action, std::size_t index, bool listAtT
         require(action.tapRow && value.kind() == Value::Kind::Dictionary && action.tapRow->section >= 0 &&
                     action.tapRow->row >= 0,
                 "a row tap holds a section and a row, neither negative", action.place);
+    } else if (action.kind == QLatin1String("tapNetwork")) {
+        // A network's name may be empty: the list shows such a network under its empty name.
+        require(action.tapNetwork && value == Value::string(*action.tapNetwork), "a network tap holds a name",
+                action.place);
     } else {
-        require(action.kind == QLatin1String("tapNetwork") || action.kind == QLatin1String("screenshot"),
-                "an action is of a known kind", action.kind);
-        require(value.isString() && !value.toString().isEmpty(),
-                "a network tap or screenshot names something", action.place);
+        require(action.kind == QLatin1String("screenshot"), "an action is of a known kind", action.kind);
+        require(
+            action.screenshot && !action.screenshot->isEmpty() && value == Value::string(*action.screenshot),
+            "a screenshot names a file", action.place);
     }
     if (action.kind != QLatin1String("tap")) {
         require(!action.tap, "only a tap names a button", action.place);

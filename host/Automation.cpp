@@ -62,7 +62,7 @@ AutomationAction readAction(const JsonField& field) {
     } else if (action.kind == QLatin1String("type")) {
         action.type = value.readString();
     } else if (action.kind == QLatin1String("tapNetwork")) {
-        action.tapNetwork = value.readNonEmptyString();
+        action.tapNetwork = value.readString();
     } else if (action.kind == QLatin1String("tapRow")) {
         const JsonObjectFields row = value.readObject();
         row.rejectUnknownKeys({QStringLiteral("section"), QStringLiteral("row")}, QStringLiteral("a row"));

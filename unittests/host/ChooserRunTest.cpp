@@ -284,3 +284,25 @@ TEST_F(ChooserRunTest, TappingOtherFindsItsRowBelowANetworkOfTheSameName) {
 }
 
 }  // namespace
+
+TEST_F(ChooserRunTest, ANetworkWithAnEmptyNameIsListedAndTappedByItsEmptyName) {
+    // An absent name is a hidden network and never listed; an empty but present name is a row.
+    const QByteArray scenario = R"({"status": {"ssid": "Home", "bssid": "02:00:00:00:00:01"},
+        "tests": {"31": [{"result": false, "didPass": true, "info": {"ScanResults": [
+            {"$record": "WiFiScanResult", "ssidString": "Home", "bssid": "02:00:00:00:00:01", "rssi": -50},
+            {"$record": "WiFiScanResult", "bssid": "02:00:00:00:00:02", "rssi": -55},
+            {"$record": "WiFiScanResult", "ssidString": "", "bssid": "02:00:00:00:00:03", "rssi": -60},
+            {"$record": "WiFiScanResult", "ssidString": "Zed", "bssid": "02:00:00:00:00:04", "rssi": -70}]}}]},
+        "automation": [{"tapNetwork": ""}, {"snapshot": true}, {"tap": "NEXT"}]})";
+    const HostRun r = run({QStringLiteral("--list"), QStringLiteral("--scenario"),
+                           write(QStringLiteral("empty-name.json"), scenario)});
+    expectFinishedWithZero(r);
+    const auto snapshots = r.eventsOf(QStringLiteral("snapshot"));
+    ASSERT_EQ(snapshots.size(), 1u);
+    EXPECT_EQ(rows(snapshots[0], 0), QStringList({QString()}));
+    EXPECT_EQ(rows(snapshots[0], 1),
+              QStringList({QStringLiteral("Home"), QStringLiteral("Zed"), text("OTHER")}));
+    EXPECT_EQ(requestedNetworks(r), QStringList({QString()}));
+    const auto data = field(result(r), "data").toDictionary();
+    EXPECT_FALSE(data->value(QStringLiteral("selectedNetwork"))->toDictionary()->empty());
+}
