@@ -176,13 +176,11 @@ class DBusDict {
     Keys keys_;
 };
 
-// Calls methods of one service over one connection, each with a timeout, and checks the
-// signature of every answer. Copies are cheap; every member is safe to use from any thread at the
-// same time (QtDBus blocking calls are).
 // While one lives on a thread, every D-Bus call made on that thread first asks whether the work it
 // serves was cancelled, and throws a DBusReadError (CallFailed, "cancelled") instead of calling:
 // a long series of calls (one per saved connection, one per access point) then ends at its next
-// call rather than after all of them. One per thread at a time.
+// call rather than after all of them. They nest: a call is not made when any of its thread's
+// cancellations says so.
 class CallCancellation {
   public:
     explicit CallCancellation(std::function<bool()> cancelled);
@@ -198,6 +196,9 @@ class CallCancellation {
     const CallCancellation* outer_;
 };
 
+// Calls methods of one service over one connection, each with a timeout, and checks the
+// signature of every answer. Copies are cheap; every member is safe to use from any thread at the
+// same time (QtDBus blocking calls are).
 class DBusCaller {
   public:
     // timeout: at least 1 ms (a smaller one is taken as 1 ms).

@@ -832,21 +832,16 @@ static QString gatewayOf(const NetworkManagerClient& nm, const QString& devicePa
         }
     }
     const auto route = readDefaultRoute(routeTablePath);
-    if (!route.ok()) {
-        fail(servicecode::kNotJoined,
-             QStringLiteral("the Wi-Fi device has no IPv4 gateway: NetworkManager names none, and %1")
-                 .arg(route.error()->text));
-    }
-    if (route.value() && route.value()->interfaceName == device.interface) {
+    if (route.ok() && route.value() && route.value()->interfaceName == device.interface) {
         return route.value()->gateway.toString();
     }
+    const QString why =
+        !route.ok() ? route.error()->text
+        : route.value()
+            ? QStringLiteral("the default route leaves through %1").arg(route.value()->interfaceName)
+            : QStringLiteral("the kernel has no default route");
     fail(servicecode::kNotJoined,
-         route.value()
-             ? QStringLiteral("the Wi-Fi device has no IPv4 gateway: NetworkManager names none, and "
-                              "the default route leaves through %1")
-                   .arg(route.value()->interfaceName)
-             : QStringLiteral("the Wi-Fi device has no IPv4 gateway: NetworkManager names none, and "
-                              "the kernel has no default route"));
+         QStringLiteral("the Wi-Fi device has no IPv4 gateway: NetworkManager names none, and %1").arg(why));
 }
 
 TestAnswer LinuxBackend::pingLAN(const Request& request) {
