@@ -209,17 +209,50 @@ TEST_P(Sort, RecordsOfTheSameNameKeepTheirRelativeOrder) {
     EXPECT_EQ(reversed, NetworkList({third, second, first, zoo}));
 }
 
-TEST_P(Sort, NamesDifferingOnlyInCaseStandInOneOrderWhateverTheirOrderBefore) {
+TEST_P(Sort, NamesComparingEqualKeepTheirPreviousRelativeOrder) {
     const auto upper = scan(QStringLiteral("CAFE"), "1", -50);
     const auto lower = scan(QStringLiteral("cafe"), "2", -50);
     const auto mixed = scan(QStringLiteral("Cafe"), "3", -50);
     const auto bar = scan(QStringLiteral("bar"), "4", -50);
     NetworkList one = {lower, upper, bar, mixed};
-    NetworkList other = {mixed, bar, upper, lower};
     sortWiFiScanResults(one);
+    EXPECT_EQ(namesOf(one), QStringList({"bar", "cafe", "CAFE", "Cafe"}));
+    NetworkList other = {mixed, bar, upper, lower};
     sortWiFiScanResults(other);
-    EXPECT_EQ(namesOf(one), QStringList({"bar", "CAFE", "Cafe", "cafe"}));
-    EXPECT_EQ(one, other);
+    EXPECT_EQ(namesOf(other), QStringList({"bar", "Cafe", "CAFE", "cafe"}));
+}
+
+TEST_P(Sort, ARecordAppendedToAFreshListLandsAfterTheNamesComparingEqualToIt) {
+    // The user had selected "Cafe" and now taps another network: "Cafe" goes back in at the end
+    // and the sort puts it after "cafe", which compares equal to it.
+    ScanResultRef current;
+    const auto cafe = scan(QStringLiteral("cafe"), "1", -50);
+    const auto selected = scan(QStringLiteral("Cafe"), "2", -60);
+    const auto zoo = scan(QStringLiteral("Zoo"), "3", -50);
+    auto lists = dedupScanResultsToHighestRSSI(scanOf({zoo, selected, cafe}).get(), &kNotJoined, current);
+    removeNetworkFromFilteredNetworkList(lists, selected);
+    sortWiFiScanResults(lists.filteredWiFiScanResults);
+    EXPECT_EQ(namesOf(lists.filteredWiFiScanResults), QStringList({"cafe", "Zoo"}));
+    addNetworkToFilteredNetworkList(lists, selected);
+    sortWiFiScanResults(lists.filteredWiFiScanResults);
+    EXPECT_EQ(namesOf(lists.filteredWiFiScanResults), QStringList({"cafe", "Cafe", "Zoo"}));
+    EXPECT_EQ(positionOfNetwork(lists.filteredWiFiScanResults, selected), 1);
+}
+
+TEST_P(Sort, AFreshListOfNamesComparingEqualHasOneOrderWhateverTheScansOrder) {
+    const auto upper = scan(QStringLiteral("CAFE"), "1", -50);
+    const auto lower = scan(QStringLiteral("cafe"), "2", -50);
+    const auto mixed = scan(QStringLiteral("Cafe"), "3", -50);
+    const auto bar = scan(QStringLiteral("bar"), "4", -50);
+    ScanResultRef current;
+    auto one = dedupScanResultsToHighestRSSI(scanOf({lower, upper, bar, mixed}).get(), &kNotJoined, current);
+    auto other =
+        dedupScanResultsToHighestRSSI(scanOf({mixed, bar, upper, lower}).get(), &kNotJoined, current);
+    sortWiFiScanResults(one.filteredWiFiScanResults);
+    sortWiFiScanResults(other.filteredWiFiScanResults);
+    // By the names' characters: capitals before small letters.
+    EXPECT_EQ(namesOf(one.filteredWiFiScanResults), QStringList({"bar", "CAFE", "Cafe", "cafe"}));
+    EXPECT_EQ(one.filteredWiFiScanResults, other.filteredWiFiScanResults);
 }
 
 TEST_P(Sort, AnEmptyListAndAnEmptyNameSortFine) {

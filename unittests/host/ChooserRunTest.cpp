@@ -306,3 +306,39 @@ TEST_F(ChooserRunTest, ANetworkWithAnEmptyNameIsListedAndTappedByItsEmptyName) {
     const auto data = field(result(r), "data").toDictionary();
     EXPECT_FALSE(data->value(QStringLiteral("selectedNetwork"))->toDictionary()->empty());
 }
+
+TEST_F(ChooserRunTest, ANetworkPutBackIntoTheListLandsAfterTheNamesComparingEqualToIt) {
+    // "Cafe" is selected, then the user taps Zoo: "Cafe" goes back into the list after "cafe",
+    // which the list already showed and which compares equal to it.
+    const QByteArray scenario = R"({"status": {"ssid": "Home", "bssid": "02:00:00:00:00:01"},
+        "tests": {"31": [{"result": false, "didPass": true, "info": {"ScanResults": [
+            {"$record": "WiFiScanResult", "ssidString": "Home", "bssid": "02:00:00:00:00:01", "rssi": -50},
+            {"$record": "WiFiScanResult", "ssidString": "Zoo", "bssid": "02:00:00:00:00:02", "rssi": -55},
+            {"$record": "WiFiScanResult", "ssidString": "cafe", "bssid": "02:00:00:00:00:03", "rssi": -60},
+            {"$record": "WiFiScanResult", "ssidString": "Cafe", "bssid": "02:00:00:00:00:04", "rssi": -70}]}}]},
+        "automation": [{"snapshot": true}, {"tapNetwork": "Cafe"}, {"snapshot": true},
+                       {"tapNetwork": "Zoo"}, {"snapshot": true}, {"tap": "NEXT"}]})";
+    const HostRun r = run({QStringLiteral("--list"), QStringLiteral("--scenario"),
+                           write(QStringLiteral("cafe.json"), scenario)});
+    expectFinishedWithZero(r);
+    const auto snapshots = r.eventsOf(QStringLiteral("snapshot"));
+    ASSERT_EQ(snapshots.size(), 3u);
+    // A fresh list puts names that compare equal in the order of their characters.
+    EXPECT_EQ(rows(snapshots[0], 1), QStringList({"Cafe", "cafe", "Zoo", text("OTHER")}));
+    EXPECT_EQ(rows(snapshots[1], 0), QStringList({"Cafe"}));
+    EXPECT_EQ(rows(snapshots[1], 1), QStringList({"cafe", "Home", "Zoo", text("OTHER")}));
+    EXPECT_EQ(rows(snapshots[2], 0), QStringList({"Zoo"}));
+    EXPECT_EQ(rows(snapshots[2], 1), QStringList({"cafe", "Cafe", "Home", text("OTHER")}));
+    // The tap on Zoo: one batch replaces the selected row and deletes Zoo's row (row 2), the next
+    // inserts "Cafe" at its place after "cafe".
+    const auto updates = r.eventsOf(QStringLiteral("tableUpdate"));
+    ASSERT_GE(updates.size(), 2u);
+    const auto& deletion = updates[updates.size() - 2];
+    const auto& insertion = updates.back();
+    EXPECT_EQ(json(field(deletion, "deleted")), "[[0, 0], [1, 2]]");
+    EXPECT_EQ(json(field(deletion, "inserted")), "[[0, 0]]");
+    EXPECT_EQ(json(field(insertion, "deleted")), "[]");
+    EXPECT_EQ(json(field(insertion, "inserted")), "[[1, 1]]");
+    EXPECT_EQ(json(field(insertion, "rows")), "[1, 4]");
+    EXPECT_EQ(requestedNetworks(r), QStringList({"Zoo"}));
+}

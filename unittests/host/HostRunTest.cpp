@@ -486,6 +486,27 @@ TEST_F(HostRunTest, PowerTurnedOffWhileTheListShowsEndsWithMinusFive) {
     expectNoHandleTrouble(r);
 }
 
+TEST_F(HostRunTest, TheScenariosTimedEventsDoNotHoldBackTheScript) {
+    // The snapshot waits for the diagnostic's own work (the first scan), not for the power event
+    // due later: the script sees the list, then the event ends the run.
+    const QString path = write(QStringLiteral("later-power-off.json"),
+                               R"({"latencyMs": 10, "status": {"ssid": "Home", "bssid": "00:11:22:33:44:55"},
+                                   "events": [{"atMs": 1500, "wifiPower": false}],
+                                   "automation": [{"snapshot": true}]})");
+    const HostRun r = run({QStringLiteral("--scenario"), path, QStringLiteral("--list")});
+    ASSERT_EQ(r.exitCode, 0) << str(r.err);
+    EXPECT_EQ(finishedCodes(r).at(0), -5);
+    const auto snapshots = r.eventsOf(QStringLiteral("snapshot"));
+    ASSERT_EQ(snapshots.size(), 1u) << str(r.err);
+    const auto screen = field(snapshots[0], "screen").toDictionary();
+    EXPECT_FALSE(screen->contains(QStringLiteral("alert")));
+    EXPECT_TRUE(screen->contains(QStringLiteral("table")));
+    EXPECT_LT(field(snapshots[0], "time").toInt(),
+              field(r.eventsOf(QStringLiteral("finished")).at(0), "time").toInt());
+    EXPECT_TRUE(r.eventsOf(QStringLiteral("automationUnplayed")).empty());
+    expectNoHandleTrouble(r);
+}
+
 TEST_F(HostRunTest, AcceptingThePowerAlertShowsTheListUntilPowerGoesOffAgain) {
     // "Yes" turns Wi-Fi on; the script then turns it off while the list is shown.
     const QString path = write(QStringLiteral("yes-then-off.json"),

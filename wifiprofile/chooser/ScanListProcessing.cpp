@@ -42,6 +42,10 @@ NetworkLists dedupScanResultsToHighestRSSI(const platform::Array* scanResults,
             lists.distinctNetworks.insert(name, record);
         }
     }
+    // The list is built in the order of the names' characters, whatever the scan's order, so that
+    // the stable sort gives a fresh list one fixed order: names the sort finds equal ("CAFE", "Cafe",
+    // "cafe") stand in that order after every scan, and a record appended later lands after them.
+    std::sort(names.begin(), names.end());
     lists.filteredWiFiScanResults.reserve(names.size());
     for (const QString& name : names) {
         lists.filteredWiFiScanResults.push_back(lists.filteredNetworks.value(name));
@@ -74,23 +78,17 @@ void sortWiFiScanResults(NetworkList& list) {
     const bool plainLocale = collator.locale().language() == QLocale::C;
     // One key per record, made once: comparing keys is far cheaper than collating two strings.
     std::vector<QCollatorSortKey> keys;
-    std::vector<QString> names;
     keys.reserve(list.size());
-    names.reserve(list.size());
     for (const ScanResultRef& record : list) {
-        names.push_back(record && record->ssidString ? *record->ssidString : QString());
-        keys.push_back(collator.sortKey(plainLocale ? names.back().toCaseFolded() : names.back()));
+        const QString name = record && record->ssidString ? *record->ssidString : QString();
+        keys.push_back(collator.sortKey(plainLocale ? name.toCaseFolded() : name));
     }
-    // Names the collator finds equal but that differ ("Cafe", "CAFE") are ordered by their code
-    // points, so that they stand in the same order after every scan whatever order they were added
-    // in: a refresh deletes and inserts rows but never moves one, so two such rows must not swap.
-    // Records of the very same name keep their relative order.
+    // Stable: records whose names compare equal ("Cafe", "CAFE", or the very same name) keep their
+    // relative order.
     std::vector<std::size_t> order(list.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
-    std::stable_sort(order.begin(), order.end(), [&keys, &names](std::size_t a, std::size_t b) {
-        const int byCollation = keys[a].compare(keys[b]);
-        return byCollation != 0 ? byCollation < 0 : names[a] < names[b];
-    });
+    std::stable_sort(order.begin(), order.end(),
+                     [&keys](std::size_t a, std::size_t b) { return keys[a].compare(keys[b]) < 0; });
     NetworkList sorted;
     sorted.reserve(list.size());
     for (const std::size_t i : order) {

@@ -31,7 +31,8 @@ struct NetworkLists {
 // whose BSSID is the status's goes into distinctNetworks only and becomes currentNetwork; other
 // access points of the status's network are dropped; otherwise the strongest record of a name wins,
 // the first in scan order on a tie. Records without a name are skipped. currentNetwork is left as it
-// was when the scan has no associated access point. The filtered list comes back unsorted.
+// was when the scan has no associated access point. The filtered list comes back in the order of
+// the names' characters, not sorted for display.
 NetworkLists dedupScanResultsToHighestRSSI(const platform::Array* scanResults,
                                            const platform::WiFiStatus* status, ScanResultRef& currentNetwork);
 
