@@ -89,6 +89,10 @@ class DBusValue {
     std::vector<std::pair<DBusValue, DBusValue>> entries_;
 };
 
+// How error texts quote a text: in double quotes, with quotes, backslashes and control characters
+// escaped.
+QString quotedText(const QString& text);
+
 // How error texts name a signature: "a boolean (b)", "an array of dictionaries (aa{sv})".
 QString describeSignature(const QString& signature);
 

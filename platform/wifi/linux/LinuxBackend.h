@@ -29,6 +29,7 @@ class BluezClient;
 class HttpProbe;
 class WirelessEnabledWatcher;
 struct NMAccessPoint;
+struct NMDevice;
 struct NMConnectionSettings;
 struct BluetoothState;
 
@@ -132,6 +133,8 @@ class LinuxBackend final : public WiFiBackend {
     TestAnswer noScanResults(const Request&);
 
     // Shared steps of the handlers.
+    // The Wi-Fi device the tests measure; error 95 when NetworkManager manages none.
+    NMDevice wifiDevice() const;
     QString wifiDevicePath() const;
     std::vector<NMAccessPoint> scan(const Request& request);
     NMAccessPoint targetAccessPoint(const Request& request);

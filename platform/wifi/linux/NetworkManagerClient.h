@@ -46,7 +46,9 @@ inline const QString kNoObject = QStringLiteral("/");
 // NMDeviceType values the backend looks for.
 constexpr std::uint32_t kDeviceTypeWifi = 2;
 constexpr std::uint32_t kDeviceTypeWifiP2P = 30;
-// NMDeviceState: the device is connected and configured.
+// NMDeviceState: not managed; managed and ready to connect; connected and configured.
+constexpr std::uint32_t kDeviceStateUnmanaged = 10;
+constexpr std::uint32_t kDeviceStateDisconnected = 30;
 constexpr std::uint32_t kDeviceStateActivated = 100;
 // NMConnectivityState.
 constexpr std::uint32_t kConnectivityUnknown = 0;
@@ -72,10 +74,16 @@ struct NMDevice {
     QString ip6Config;
     QString activeConnection;
     std::uint32_t metered = 0;  // NMMetered: 0 unknown, 1 yes, 2 no, 3 guess-yes, 4 guess-no
+    // NMConnectivityState of this device's own IPv4 (absent from daemons older than 1.16).
+    std::optional<std::uint32_t> ip4Connectivity;
 
     bool isWifi() const { return deviceType == nm::kDeviceTypeWifi; }
     bool isWifiP2P() const { return deviceType == nm::kDeviceTypeWifiP2P; }
     bool isActivated() const { return state == nm::kDeviceStateActivated; }
+    // Ready to connect or connected: NMDeviceState 30 (disconnected) and above.
+    bool isAvailable() const { return state >= nm::kDeviceStateDisconnected; }
+    // Not managed by NetworkManager (state 10): nothing it says of the device is measured.
+    bool isUnmanaged() const { return state == nm::kDeviceStateUnmanaged; }
 };
 
 // The Wi-Fi part of a device (org.freedesktop.NetworkManager.Device.Wireless).
@@ -165,6 +173,15 @@ struct NMGlobalDns {
     QStringList servers;  // of every domain, domains taken in name order
 };
 
+// Whether the daemon checks connectivity itself: available (a check URI is configured; stock Debian
+// configures none) and enabled (the user has not switched checking off). Absent when the daemon
+// does not say.
+struct NMConnectivityChecking {
+    std::optional<bool> available;
+    std::optional<bool> enabled;
+    bool checks() const { return available.value_or(false) && enabled.value_or(false); }
+};
+
 // How a wait for a fresh scan ended.
 struct NMScanWait {
     enum class Outcome { Fresh, TimedOut, Cancelled };
@@ -215,6 +232,9 @@ class NetworkManagerClient {
     bool isRunning() const;
 
     bool wirelessEnabled() const;
+    // The radio's kill switch (rfkill): false while a hardware switch or the firmware holds Wi-Fi
+    // off, whatever WirelessEnabled is asked to be.
+    bool wirelessHardwareEnabled() const;
     // Switches the Wi-Fi radio. Needs a polkit right; a refusal throws DBusReadError (Refused) with
     // the service's text.
     void setWirelessEnabled(bool enabled) const;
@@ -224,7 +244,7 @@ class NetworkManagerClient {
         QObject* context, std::function<void(bool)> onChange,
         std::function<void(const DBusReadError&)> onError = {}) const;
 
-    // GetDevices: the object paths, then each device read.
+    // GetDevices: the object paths, then each device read; one gone in between is left out.
     QStringList devicePaths() const;
     NMDevice device(const QString& path) const;
     std::vector<NMDevice> devices() const;
@@ -261,6 +281,7 @@ class NetworkManagerClient {
     // NMConnectivityState as last checked, and after asking NetworkManager to check now.
     std::uint32_t connectivity() const;
     std::uint32_t checkConnectivity() const;
+    NMConnectivityChecking connectivityChecking() const;
 
     const DBusCaller& caller() const { return caller_; }
 

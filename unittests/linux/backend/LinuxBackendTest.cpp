@@ -162,6 +162,10 @@ class LinuxBackendTest : public ::testing::Test {
             options.scanTimeout = scanTimeout_;
             options.sysfsRoot = sysfsRoot_;
             options.routeTablePath = routeTablePath_;
+            options.warn = [this](const QString& message) {
+                std::lock_guard lock(warningsMutex_);
+                warnings_.push_back(message);
+            };
             // Probe targets on this machine only; the Wi-Fi device is wlp2s0, so a probe whose
             // route leaves through the loopback device is refused before anything is sent.
             options.targets.wanPingAddress = QStringLiteral("127.0.0.1");
@@ -234,6 +238,8 @@ class LinuxBackendTest : public ::testing::Test {
     QString routeTablePath_ = QStringLiteral("/nonexistent-route-table");
     QString device_;
     int apSerial_ = 0;
+    std::mutex warningsMutex_;
+    std::vector<QString> warnings_;  // what the backend told the user
 
   private:
     std::unique_ptr<MockSystemBus> mock_;
@@ -403,14 +409,31 @@ TEST_F(LinuxBackendTest, BluetoothTestsWithoutBluezNameWhatIsMissing) {
     }
 }
 
+// A sysfs of the test's own: the Wi-Fi device wlp2s0 bound to driver, and module parameters.
+class FakeSysfs {
+  public:
+    explicit FakeSysfs(const QString& driver) {
+        EXPECT_TRUE(dir_.isValid());
+        EXPECT_TRUE(QDir(dir_.path()).mkpath(QStringLiteral("class/net/wlp2s0/device")));
+        EXPECT_TRUE(QDir(dir_.path()).mkpath(QStringLiteral("bus/pci/drivers/") + driver));
+        EXPECT_TRUE(QFile::link(dir_.path() + QStringLiteral("/bus/pci/drivers/") + driver,
+                                dir_.path() + QStringLiteral("/class/net/wlp2s0/device/driver")));
+    }
+    void parameter(const QString& module, const QString& name, const QByteArray& value) {
+        ASSERT_TRUE(QDir(dir_.path()).mkpath(QStringLiteral("module/%1/parameters").arg(module)));
+        QFile file(dir_.path() + QStringLiteral("/module/%1/parameters/%2").arg(module, name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(value);
+    }
+    QString path() const { return dir_.path(); }
+
+  private:
+    QTemporaryDir dir_;
+};
+
 TEST_F(LinuxBackendBluezTest, TheDriversCoexistenceSwitchWithAPoweredAdapterIsCoexistence) {
-    QTemporaryDir sysfs;
-    ASSERT_TRUE(sysfs.isValid());
-    ASSERT_TRUE(QDir(sysfs.path()).mkpath(QStringLiteral("module/iwlwifi/parameters")));
-    QFile coex(sysfs.path() + QStringLiteral("/module/iwlwifi/parameters/bt_coex_active"));
-    ASSERT_TRUE(coex.open(QIODevice::WriteOnly));
-    coex.write("Y\n");
-    coex.close();
+    FakeSysfs sysfs(QStringLiteral("iwlwifi"));
+    sysfs.parameter(QStringLiteral("iwlwifi"), QStringLiteral("bt_coex_active"), "Y\n");
     sysfsRoot_ = sysfs.path();
     addDevice();
     mock().addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
@@ -418,28 +441,45 @@ TEST_F(LinuxBackendBluezTest, TheDriversCoexistenceSwitchWithAPoweredAdapterIsCo
 }
 
 TEST_F(LinuxBackendBluezTest, CoexistenceWithoutTheDriversSwitchIsNotSupported) {
-    QTemporaryDir sysfs;
-    ASSERT_TRUE(sysfs.isValid());
+    FakeSysfs sysfs(QStringLiteral("iwlwifi"));
     sysfsRoot_ = sysfs.path();
     addDevice();
     mock().addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
     const Outcome o = run(20);
     EXPECT_EQ(o.errorCode(), 95);
-    EXPECT_THAT(o.errorText(), HasSubstr("iwlwifi or ath9k"));
+    EXPECT_THAT(o.errorText(), HasSubstr("module/iwlwifi/parameters/bt_coex_active"));
 }
 
 TEST_F(LinuxBackendBluezTest, ASwitchedOffCoexistenceIsNoCoexistence) {
-    QTemporaryDir sysfs;
-    ASSERT_TRUE(sysfs.isValid());
-    ASSERT_TRUE(QDir(sysfs.path()).mkpath(QStringLiteral("module/iwlwifi/parameters")));
-    QFile coex(sysfs.path() + QStringLiteral("/module/iwlwifi/parameters/bt_coex_active"));
-    ASSERT_TRUE(coex.open(QIODevice::WriteOnly));
-    coex.write("N\n");
-    coex.close();
+    FakeSysfs sysfs(QStringLiteral("iwlwifi"));
+    sysfs.parameter(QStringLiteral("iwlwifi"), QStringLiteral("bt_coex_active"), "N\n");
     sysfsRoot_ = sysfs.path();
     addDevice();
     mock().addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
     EXPECT_EQ(verdictOf(run(20)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendBluezTest, CoexistenceIsReadFromTheWiFiDevicesOwnDriverNotAnotherLoadedOne) {
+    // iwlwifi is loaded (a second card, or left from a dock) with its switch on; the Wi-Fi device
+    // runs on ath9k, whose switch is off.
+    FakeSysfs sysfs(QStringLiteral("ath9k"));
+    sysfs.parameter(QStringLiteral("iwlwifi"), QStringLiteral("bt_coex_active"), "Y\n");
+    sysfs.parameter(QStringLiteral("ath9k"), QStringLiteral("btcoex_enable"), "0\n");
+    sysfsRoot_ = sysfs.path();
+    addDevice();
+    mock().addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
+    EXPECT_EQ(verdictOf(run(20)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendBluezTest, ADriverWithoutACoexistenceSwitchIsNamed) {
+    FakeSysfs sysfs(QStringLiteral("mt7921e"));
+    sysfs.parameter(QStringLiteral("iwlwifi"), QStringLiteral("bt_coex_active"), "Y\n");
+    sysfsRoot_ = sysfs.path();
+    addDevice();
+    mock().addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
+    const Outcome o = run(20);
+    EXPECT_EQ(o.errorCode(), 95);
+    EXPECT_THAT(o.errorText(), HasSubstr("driver mt7921e has no Bluetooth coexistence switch"));
 }
 
 TEST_F(LinuxBackendTest, AnUnknownTestIdIsRefused) {
@@ -562,6 +602,78 @@ TEST_F(LinuxBackendTest, OfTwoWiFiDevicesTheActivatedOneIsProfiled) {
     EXPECT_EQ(snapshot->wifi->ssidString, QStringLiteral("Home"));
     const Outcome name = run(42);  // a network test reads the joined network of the same device
     EXPECT_EQ(name.stringInfo("NetworkName"), QStringLiteral("Home")) << name.errorText();
+}
+
+// The names of the access points a scan answered.
+QStringList scannedNames(const Outcome& o) {
+    QStringList names;
+    const auto list = o.info("ScanResults");
+    if (list && list->toArray()) {
+        for (const Value& entry : *list->toArray()) {
+            const auto record = entry.recordAs<WiFiScanResult>();
+            names << (record ? record->ssidString.value_or(QStringLiteral("<hidden>"))
+                             : QStringLiteral("<?>"));
+        }
+    }
+    return names;
+}
+
+TEST_F(LinuxBackendTest, AnUnmanagedWiFiDeviceListedFirstIsNotProfiled) {
+    constexpr uint kUnmanaged = 10;
+    const QString unmanaged = mock().addWiFiDevice(QStringLiteral("wlan1"), QStringLiteral("wlx00c0ca112233"),
+                                                   kUnmanaged, scannedNow());
+    mock().addAccessPoint(unmanaged, QStringLiteral("otherap"), QStringLiteral("Elsewhere"),
+                          QStringLiteral("AC:DE:48:00:01:01"), kInfrastructure, 2412, 54000, 90, kKeyMgmtPsk);
+    device_ =
+        mock().addWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("wlp2s0"), kDisconnected, scannedNow());
+    addAp(QStringLiteral("Mine"), 2437);
+    const Outcome o = run(31, maxAge(60));
+    EXPECT_EQ(scannedNames(o), QStringList({QStringLiteral("Mine")})) << o.errorText();
+    EXPECT_EQ(backend().deviceCount(), 1);
+}
+
+TEST_F(LinuxBackendTest, OnlyUnmanagedWiFiDevicesAreNoWiFiToProfile) {
+    constexpr uint kUnmanaged = 10;
+    device_ =
+        mock().addWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("wlp2s0"), kUnmanaged, scannedNow());
+    addAp(QStringLiteral("Mine"), 2437);
+    const Outcome o = run(31, maxAge(60));
+    EXPECT_EQ(o.errorCode(), 95);
+    EXPECT_THAT(o.errorText(), HasSubstr("NetworkManager does not manage the Wi-Fi device (1 unmanaged)"));
+    EXPECT_EQ(backend().deviceCount(), 0);
+    EXPECT_FALSE(backend().containsWiFiRadio());
+}
+
+TEST_F(LinuxBackendTest, ADeviceGoneBetweenTheListAndItsReadingIsLeftOut) {
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2437));
+    // GetDevices names a device (a USB stick just pulled out) whose object is already gone.
+    mock().addMethod(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("GetDevices"), QString(),
+                     QStringLiteral("ao"),
+                     QStringLiteral("ret = ['/org/freedesktop/NetworkManager/Devices/gone'] + "
+                                    "[k for k in objects.keys() if '/Devices/' in k]"));
+    const Outcome o = run(31, maxAge(60));
+    EXPECT_EQ(scannedNames(o), QStringList({QStringLiteral("Home")})) << o.errorText();
+    ErrorRef error;
+    const auto snapshot = backend().queryStatus(&error);
+    ASSERT_TRUE(snapshot && snapshot->wifi) << (error ? str(error->text) : "");
+    EXPECT_EQ(snapshot->wifi->ssidString, QStringLiteral("Home"));
+    EXPECT_EQ(backend().deviceCount(), 1);
+}
+
+TEST_F(LinuxBackendTest, ADeviceWithoutIPv6PropertiesStopsOnlyTheTestsThatNeedThem) {
+    // A device of an older daemon, or one that has no IPv6 at all: no Ip6Config, no Metered.
+    device_ = mock().addBareWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("wlp2s0"), kActivated);
+    mock().addProperty(device_, nm::kDeviceInterface, QStringLiteral("Ip4Config"),
+                       MockSystemBus::objectPath(QStringLiteral("/")));
+    mock().addProperty(device_, nm::kWirelessInterface, QStringLiteral("ActiveAccessPoint"),
+                       MockSystemBus::objectPath(QStringLiteral("/")));
+    mock().addProperty(device_, nm::kWirelessInterface, QStringLiteral("LastScan"),
+                       QVariant(qint64(bootTimeMs())));
+    join(addAp(QStringLiteral("Home"), 2437));
+    EXPECT_EQ(run(42).stringInfo("NetworkName"), QStringLiteral("Home"));
+    EXPECT_EQ(verdictOf(run(13)), (Verdict{false, false})) << run(13).errorText();
+    EXPECT_EQ(verdictOf(run(44)), (Verdict{false, true})) << run(44).errorText();
 }
 
 TEST_F(LinuxBackendTest, AJoinedNetworkWithoutANameIsHidden) {
@@ -984,6 +1096,22 @@ TEST_F(LinuxBackendTest, SwitchingTheRadioOffNotifiesOnce) {
     EXPECT_TRUE(watch->onMainThread.load());
 
     setup.release();
+}
+
+TEST_F(LinuxBackendTest, SwitchingWiFiOnWhileItsHardwareSwitchIsOffLeavesItOffAndSaysWhy) {
+    addDevice();
+    mock().setProperty(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("WirelessEnabled"), false);
+    mock().setProperty(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("WirelessHardwareEnabled"),
+                       false);
+    // NetworkManager takes the request, but the killed radio stays off.
+    mock().addMethod(nm::kManagerPath, QStringLiteral("org.freedesktop.DBus.Properties"),
+                     QStringLiteral("Set"), QStringLiteral("ssv"), QString(), QStringLiteral("pass"));
+    EXPECT_FALSE(backend().power());
+    backend().setPower(true);
+    EXPECT_FALSE(backend().power());
+    std::lock_guard lock(warningsMutex_);
+    ASSERT_EQ(warnings_.size(), 1u);
+    EXPECT_THAT(str(warnings_[0]), HasSubstr("hardware switch or the firmware (rfkill)"));
 }
 
 TEST_F(LinuxBackendTest, APingWhoseRouteLeavesThroughAnotherDeviceIsNotSent) {

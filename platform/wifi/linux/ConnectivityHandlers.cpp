@@ -1,0 +1,167 @@
+// A network's connectivity: pings of the gateway and the internet, double NAT, addresses, name
+// resolution and the internet check.
+#include "platform/wifi/linux/HandlerSupport.h"
+
+#include "platform/wifi/linux/Addresses.h"
+#include "platform/wifi/linux/CancelToken.h"
+#include "platform/wifi/linux/DnsProbe.h"
+#include "platform/wifi/linux/HttpProbe.h"
+#include "platform/wifi/linux/IcmpEcho.h"
+#include "platform/wifi/linux/NetworkManagerClient.h"
+#include "platform/wifi/linux/PingStatistics.h"
+#include "platform/wifi/linux/RouteTable.h"
+#include "platform/wifi/linux/SecondHop.h"
+
+namespace platform::linuxwifi {
+
+using namespace handlers;
+
+TestAnswer LinuxBackend::ping(const Request& request, const QString& what, const QString& address) {
+    requireJoinedTarget(request);
+    QString problem;
+    const auto target = parseIpAddress(address, &problem);
+    if (!target || target->protocol() != QAbstractSocket::IPv4Protocol) {
+        fail(servicecode::kSystem,
+             QStringLiteral("the %1 address \"%2\" is no IPv4 address").arg(what, address));
+    }
+    // Asked of the kernel's routing before anything is sent: a ping that would leave through
+    // another device is not sent at all.
+    if (const auto route = outgoingInterface(*target); route.ok()) {
+        requireThroughWiFi(route.value(), what, address);
+    }
+    PingRequest ping;
+    ping.target = *target;
+    ping.count = options_.targets.pingCount;
+    ping.interval = options_.targets.pingInterval;
+    ping.replyTimeout = options_.targets.replyTimeout;
+    const auto series = pingSeries(ping, *request.cancel);
+    if (!series.ok()) {
+        throw ServiceFailure{series.error()};
+    }
+    requireThroughWiFi(series.value().interfaceName, what, address);
+    const auto record =
+        pingResult(series.value().interfaceName, series.value().sent, series.value().roundTripsMs,
+                   Date::fromSecondsSince1970(QDateTime::currentMSecsSinceEpoch() / 1000.0), &problem);
+    if (!record) {
+        fail(servicecode::kSystem, problem);
+    }
+    const bool answered = !series.value().roundTripsMs.empty();
+    return verdict(answered, answered,
+                   Dictionary::make({{QStringLiteral("PingResult"),
+                                      Value::record(std::make_shared<WiFiPingResult>(*record))}}));
+}
+
+// The Wi-Fi device's IPv4 gateway: NetworkManager's, or else the kernel's default route when it
+// leaves through the Wi-Fi device (a connection NetworkManager does not manage the addresses of).
+static QString gatewayOf(const NetworkManagerClient& nm, const QString& devicePath,
+                         const QString& routeTablePath) {
+    const NMDevice device = nm.device(devicePath);
+    if (!device.ip4Config.isEmpty() && device.ip4Config != nm::kNoObject) {
+        const QString gateway = nm.ip4Config(device.ip4Config).gateway;
+        if (!gateway.isEmpty()) {
+            return gateway;
+        }
+    }
+    const auto route = readDefaultRoute(routeTablePath);
+    if (route.ok() && route.value() && route.value()->interfaceName == device.interface) {
+        return route.value()->gateway.toString();
+    }
+    const QString why =
+        !route.ok() ? route.error()->text
+        : route.value()
+            ? QStringLiteral("the default route leaves through %1").arg(route.value()->interfaceName)
+            : QStringLiteral("the kernel has no default route");
+    fail(servicecode::kNotJoined,
+         QStringLiteral("the Wi-Fi device has no IPv4 gateway: NetworkManager names none, and %1").arg(why));
+}
+
+TestAnswer LinuxBackend::pingLAN(const Request& request) {
+    requireJoinedTarget(request);
+    return ping(request, QStringLiteral("gateway"),
+                gatewayOf(*nm_, wifiDevicePath(), options_.routeTablePath));
+}
+
+TestAnswer LinuxBackend::pingWAN(const Request& request) {
+    return ping(request, QStringLiteral("WAN ping"), options_.targets.wanPingAddress);
+}
+
+TestAnswer LinuxBackend::doubleNAT(const Request& request) {
+    requireJoinedTarget(request);
+    const QString gateway = gatewayOf(*nm_, wifiDevicePath(), options_.routeTablePath);
+    if (!isPrivateIPv4(gateway)) {
+        return finding(false);
+    }
+    const auto target = parseIpAddress(options_.targets.wanPingAddress);
+    if (!target) {
+        fail(servicecode::kSystem, QStringLiteral("the WAN ping address \"%1\" is no IP address")
+                                       .arg(options_.targets.wanPingAddress));
+    }
+    if (const auto route = outgoingInterface(*target); route.ok()) {
+        requireThroughWiFi(route.value(), QStringLiteral("WAN ping"), options_.targets.wanPingAddress);
+    }
+    const auto hop = findSecondHop(*target, options_.targets.secondHopTimeout, *request.cancel);
+    if (!hop.ok()) {
+        throw ServiceFailure{hop.error()};
+    }
+    if (!hop.value().router && !hop.value().targetAnswered) {
+        fail(servicecode::kTimedOut,
+             QStringLiteral("no router answered the probe with a time to live of 2 within %1 ms")
+                 .arg(options_.targets.secondHopTimeout.count()));
+    }
+    return finding(hop.value().router && isPrivateIPv4(*hop.value().router));
+}
+
+TestAnswer LinuxBackend::ipv4Assigned(const Request& request) {
+    requireJoinedTarget(request);
+    const NMDevice device = wifiDevice();
+    const bool assigned = !device.ip4Config.isEmpty() && device.ip4Config != nm::kNoObject &&
+                          !nm_->ip4Config(device.ip4Config).addresses.empty();
+    return verdict(assigned, assigned);
+}
+
+TestAnswer LinuxBackend::ipv6Assigned(const Request& request) {
+    requireJoinedTarget(request);
+    const NMDevice device = wifiDevice();
+    QStringList addresses;
+    if (!device.ip6Config.isEmpty() && device.ip6Config != nm::kNoObject) {
+        for (const NMIpAddress& a : nm_->ip6Config(device.ip6Config).addresses) {
+            addresses << a.address;
+        }
+    }
+    const bool global = hasGlobalIPv6(addresses);
+    return verdict(global, global);
+}
+
+TestAnswer LinuxBackend::resolveDNS(const Request& request) {
+    requireJoinedTarget(request);
+    const auto resolved = resolveHost(options_.targets.dnsName, options_.targets.dnsTimeout, *request.cancel);
+    if (!resolved.ok() && !isNetworkFinding(resolved.error())) {
+        throw ServiceFailure{resolved.error()};
+    }
+    const bool ok = resolved.ok() && !resolved.value().isEmpty();
+    return verdict(ok, ok);
+}
+
+TestAnswer LinuxBackend::reachInternet(const Request& request) {
+    requireJoinedTarget(request);
+    const auto reached =
+        http_->reach(options_.targets.checkUrl, options_.targets.httpTimeout, *request.cancel);
+    if (!reached.ok() && !isNetworkFinding(reached.error())) {
+        throw ServiceFailure{reached.error()};
+    }
+    return verdict(reached.ok(), reached.ok());
+}
+
+TestAnswer LinuxBackend::retrieveInternet(const Request& request) {
+    requireJoinedTarget(request);
+    const auto retrieved =
+        http_->retrieve(options_.targets.checkUrl, options_.targets.checkStatus, options_.targets.checkBody,
+                        options_.targets.httpTimeout, *request.cancel);
+    if (!retrieved.ok() && !isNetworkFinding(retrieved.error())) {
+        throw ServiceFailure{retrieved.error()};
+    }
+    const bool ok = retrieved.ok() && !retrieved.value().portalLike();
+    return verdict(ok, ok);
+}
+
+}  // namespace platform::linuxwifi

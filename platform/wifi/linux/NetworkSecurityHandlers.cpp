@@ -1,0 +1,131 @@
+// A network's configuration and security: open and legacy security, legacy rates, the name, hidden
+// networks, personal hotspots and captive portals.
+#include "platform/wifi/linux/HandlerSupport.h"
+
+#include "platform/wifi/linux/AccessPointTraits.h"
+#include "platform/wifi/linux/CancelToken.h"
+#include "platform/wifi/linux/HttpProbe.h"
+#include "platform/wifi/linux/NetworkManagerClient.h"
+#include "platform/wifi/linux/NetworkNames.h"
+#include "platform/wifi/linux/SsidText.h"
+
+namespace platform::linuxwifi {
+
+using namespace handlers;
+
+TestAnswer LinuxBackend::needsNl80211(const Request& request) {
+    static const std::map<std::int64_t, const char*> kWhat = {
+        {34, "beacon interval"},    {35, "DTIM interval"},    {45, "Passpoint"},
+        {36, "802.11ac PHY mode"},  {37, "802.11n PHY mode"}, {33, "base station model"},
+        {27, "HT40 channel width"}, {28, "country code"},
+    };
+    fail(servicecode::kNotSupported, QStringLiteral("%1 needs nl80211, which this service does not read yet")
+                                         .arg(kWhat.at(request.testID)));
+}
+
+TestAnswer LinuxBackend::noSecurity(const Request& request) {
+    const NMAccessPoint ap = targetAccessPoint(request);
+    return finding(isOpenAccessPoint(securityFlagsOf(ap)), securityInfo(ap));
+}
+
+TestAnswer LinuxBackend::legacyWEP(const Request& request) {
+    const NMAccessPoint ap = targetAccessPoint(request);
+    return finding(isWepAccessPoint(securityFlagsOf(ap)), securityInfo(ap));
+}
+
+TestAnswer LinuxBackend::legacyWPA(const Request& request) {
+    const NMAccessPoint ap = targetAccessPoint(request);
+    return finding(isLegacyWpaAccessPoint(securityFlagsOf(ap)), securityInfo(ap));
+}
+
+TestAnswer LinuxBackend::legacyRates(const Request& request) {
+    const NMAccessPoint ap = targetAccessPoint(request);
+    QString problem;
+    const auto legacy = usesLegacyRatesOnly(static_cast<int>(ap.frequency), ap.maxBitrate, &problem);
+    if (!legacy) {
+        fail(servicecode::kSystem, problem);
+    }
+    return finding(*legacy);
+}
+
+TestAnswer LinuxBackend::ambiguousName(const Request& request) {
+    const NMAccessPoint ap = targetAccessPoint(request);
+    const QString name = ssidText(ap.ssid);
+    return finding(isAmbiguousNetworkName(name),
+                   Dictionary::make({{QStringLiteral("NetworkName"), Value::string(name)}}));
+}
+
+TestAnswer LinuxBackend::hiddenNetwork(const Request& request) {
+    const NMAccessPoint ap = targetAccessPoint(request);
+    const auto saved = connectionFor(request, ap);
+    return finding(ap.ssid.isEmpty() || (saved && saved->effectiveHidden()));
+}
+
+TestAnswer LinuxBackend::personalHotspot(const Request& request) {
+    const NMAccessPoint ap = targetAccessPoint(request);
+    if (!request.networkName) {
+        const NMDevice device = wifiDevice();
+        if (device.metered == nm::kMeteredYes || device.metered == nm::kMeteredGuessYes) {
+            return finding(true);
+        }
+    }
+    QString problem;
+    const bool local = isLocallyAdministeredBssid(ap.hwAddress, &problem);
+    if (!problem.isEmpty()) {
+        fail(servicecode::kSystem, problem);
+    }
+    return finding(local);
+}
+
+TestAnswer LinuxBackend::captivePortal(const Request& request) {
+    requireJoinedTarget(request);
+    const NMAccessPoint ap = targetAccessPoint(request);
+    bool captive = false;
+    std::uint32_t connectivity = nm::kConnectivityUnknown;
+    try {
+        connectivity = nm_->checkConnectivity();
+    } catch (const DBusReadError&) {
+        // Refused (a polkit right) or too slow: our own probe tells instead.
+    }
+    if (connectivity == nm::kConnectivityUnknown) {
+        // NetworkManager does not check connectivity here: our own probe tells.
+        const auto retrieved =
+            http_->retrieve(options_.targets.checkUrl, options_.targets.checkStatus,
+                            options_.targets.checkBody, options_.targets.httpTimeout, *request.cancel);
+        if (!retrieved.ok()) {
+            throw ServiceFailure{retrieved.error()};  // no answer tells nothing about a portal
+        }
+        captive = retrieved.value().portalLike();
+    } else {
+        captive = connectivity == nm::kConnectivityPortal;
+    }
+    auto info = Dictionary::make();
+    const auto saved = connectionFor(request, ap);
+    // The saved connection's security, else the access point's; the profile stays out when
+    // neither can be told.
+    auto security = saved ? securityOfSettings(*saved) : std::nullopt;
+    if (!security) {
+        security = securityOfAccessPoint(securityFlagsOf(ap));
+    }
+    if (saved && security) {
+        auto profile = std::make_shared<NetworkProfile>();
+        profile->ssidString = ssidText(ap.ssid);
+        profile->security = static_cast<std::int64_t>(*security);
+        profile->isPasspoint = false;  // NetworkManager saves no Passpoint profiles
+        profile->isEnabled = saved->effectiveAutoconnect();
+        profile->isCaptive = captive;
+        profile->isHidden = saved->effectiveHidden();
+        int accessPoints = 0;
+        for (const NMAccessPoint& other : scan(request)) {
+            accessPoints += other.ssid == ap.ssid ? 1 : 0;
+        }
+        profile->isMultiAP = accessPoints > 1;
+        if (saved->timestamp && *saved->timestamp > 0) {
+            profile->lastJoinedTimestamp = Date::fromSecondsSince1970(static_cast<double>(*saved->timestamp));
+        }
+        info->set(QStringLiteral("PreferredNetwork"), Value::record(profile));
+    }
+    return finding(captive, info);
+}
+
+}  // namespace platform::linuxwifi

@@ -1,0 +1,74 @@
+// A network's radio environment: crowded channels and bands, the signal, and the scan itself.
+#include "platform/wifi/linux/HandlerSupport.h"
+
+#include "platform/wifi/linux/Channels.h"
+#include "platform/wifi/linux/NetworkManagerClient.h"
+#include "platform/wifi/linux/SignalLevels.h"
+
+namespace platform::linuxwifi {
+
+using namespace handlers;
+
+TestAnswer LinuxBackend::congestedChannel(const Request& request) {
+    const NMAccessPoint ap = targetAccessPoint(request);
+    const auto aps = scan(request);
+    const auto count = accessPointsOnOrOverlappingChannel(frequenciesOf(aps), static_cast<int>(ap.frequency));
+    const auto current = currentChannel(static_cast<int>(ap.frequency));
+    if (!count || !current) {
+        fail(servicecode::kSystem,
+             QStringLiteral("the access point's frequency %1 MHz is no Wi-Fi channel").arg(ap.frequency));
+    }
+    auto info = Dictionary::make(
+        {{QStringLiteral("CurrentChannel"), Value::record(std::make_shared<WiFiChannel>(*current))}});
+    putBandChannels(*info, aps);
+    return finding(isChannelCongested(*count), info);
+}
+
+TestAnswer LinuxBackend::congested2GHz(const Request& request) {
+    const auto aps = scan(request);
+    auto info = Dictionary::make();
+    putBandChannels(*info, aps);
+    return finding(is2GHzBandCongested(accessPointsOn2GHz(frequenciesOf(aps))), info);
+}
+
+TestAnswer LinuxBackend::congested5GHz(const Request& request) {
+    const auto aps = scan(request);
+    auto info = Dictionary::make();
+    putBandChannels(*info, aps);
+    return finding(is5GHzBandCongested(accessPointsOn5GHz(frequenciesOf(aps))), info);
+}
+
+TestAnswer LinuxBackend::poorSignal(const Request& request) {
+    const NMAccessPoint ap = targetAccessPoint(request);
+    QString problem;
+    const auto rssi = dbmFromStrength(ap.strength, &problem);
+    if (!rssi) {
+        fail(servicecode::kSystem, problem);
+    }
+    // Noise needs nl80211's survey: the key stays out until then.
+    return finding(isSignalPoor(*rssi, std::nullopt),
+                   Dictionary::make({{QStringLiteral("RSSI"), Value::integer(*rssi)}}));
+}
+
+TestAnswer LinuxBackend::hiddenScanResults(const Request& request) {
+    auto hidden = std::make_shared<Array>();
+    for (const NMAccessPoint& ap : scan(request)) {
+        if (ap.ssid.isEmpty()) {
+            hidden->push_back(scanResultValue(ap));
+        }
+    }
+    return finding(!hidden->empty(),
+                   Dictionary::make({{QStringLiteral("ScanResults"), Value::array(hidden)}}));
+}
+
+TestAnswer LinuxBackend::noScanResults(const Request& request) {
+    auto all = std::make_shared<Array>();
+    for (const NMAccessPoint& ap : scan(request)) {
+        all->push_back(scanResultValue(ap));
+    }
+    // Passing always: the scan's entries are the details every caller reads.
+    return verdict(all->empty(), true,
+                   Dictionary::make({{QStringLiteral("ScanResults"), Value::array(all)}}));
+}
+
+}  // namespace platform::linuxwifi
