@@ -111,25 +111,45 @@ TestAnswer LinuxBackend::bluetoothCoex(const Request&) {
              .arg(driver));
 }
 
+namespace {
+
+// The saved networks' details: the count under key when asked, and how many saved connections
+// could not be read when there are any, so that a support engineer sees what the answer left out;
+// none when there is nothing to say.
+DictionaryRef savedNetworksInfo(const SavedWifiConnections& saved, const QString& countKey = QString()) {
+    auto info = Dictionary::make();
+    if (!countKey.isEmpty()) {
+        info->set(countKey, Value::integer(static_cast<std::int64_t>(saved.wifi.size())));
+    }
+    if (saved.unreadable > 0) {
+        info->set(QStringLiteral("UnreadableConnectionCount"), Value::integer(saved.unreadable));
+    }
+    return info->empty() ? nullptr : info;
+}
+
+}  // namespace
+
 TestAnswer LinuxBackend::largePNL(const Request&) {
-    const auto count = static_cast<std::int64_t>(savedWifiConnections().size());
-    return finding(count >= 30, Dictionary::make({{QStringLiteral("PNLCount"), Value::integer(count)}}));
+    const SavedWifiConnections saved = savedWifiConnections();
+    return finding(saved.wifi.size() >= 30, savedNetworksInfo(saved, QStringLiteral("PNLCount")));
 }
 
 TestAnswer LinuxBackend::pnlContainsHidden(const Request&) {
-    const auto saved = savedWifiConnections();
+    const SavedWifiConnections saved = savedWifiConnections();
     return finding(
-        std::any_of(saved.begin(), saved.end(), [](const auto& s) { return s.effectiveHidden(); }));
+        std::any_of(saved.wifi.begin(), saved.wifi.end(), [](const auto& s) { return s.effectiveHidden(); }),
+        savedNetworksInfo(saved));
 }
 
 TestAnswer LinuxBackend::conflictingSecurityInPNL(const Request&) {
+    const SavedWifiConnections saved = savedWifiConnections();
     std::vector<SavedNetworkSecurity> networks;
-    for (const NMConnectionSettings& settings : savedWifiConnections()) {
+    for (const NMConnectionSettings& settings : saved.wifi) {
         if (const auto security = securityOfSettings(settings)) {
             networks.push_back(SavedNetworkSecurity{settings.ssid, *security});
         }
     }
-    return finding(conflictingSecurityInSavedNetworks(networks));
+    return finding(conflictingSecurityInSavedNetworks(networks), savedNetworksInfo(saved));
 }
 
 }  // namespace platform::linuxwifi

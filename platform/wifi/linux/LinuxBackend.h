@@ -20,6 +20,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <vector>
 
 namespace platform::linuxwifi {
 
@@ -56,6 +57,13 @@ struct LinuxBackendOptions {
     // Called with a one-line message when the system refuses something the user asked for
     // (switching Wi-Fi on without the right); the host prints it.
     std::function<void(const QString&)> warn;
+};
+
+// The saved Wi-Fi connections a test reads, and how many saved connections it could not read
+// (restricted to another user, or deleted while being read).
+struct SavedWifiConnections {
+    std::vector<NMConnectionSettings> wifi;
+    int unreadable = 0;
 };
 
 // What a test's handler answers: a result, or a service error.
@@ -136,6 +144,8 @@ class LinuxBackend final : public WiFiBackend {
     // The Wi-Fi device the tests measure; error 95 when NetworkManager manages none.
     NMDevice wifiDevice() const;
     QString wifiDevicePath() const;
+    // Error 95 when NetworkManager's access points are made up (its iwd backend).
+    void requireRealAccessPoints() const;
     std::vector<NMAccessPoint> scan(const Request& request);
     NMAccessPoint targetAccessPoint(const Request& request);
     std::optional<NMConnectionSettings> activeConnection() const;
@@ -143,7 +153,8 @@ class LinuxBackend final : public WiFiBackend {
     std::optional<NMConnectionSettings> savedConnectionFor(const QByteArray& ssid) const;
     // The connection a network test reads: the active one for the joined network, else the saved one.
     std::optional<NMConnectionSettings> connectionFor(const Request& request, const NMAccessPoint& ap) const;
-    std::vector<NMConnectionSettings> savedWifiConnections() const;
+    // The saved Wi-Fi connections this user may read, and how many connections could not be read.
+    SavedWifiConnections savedWifiConnections() const;
     void requireJoinedTarget(const Request& request) const;
     // A probe measures the Wi-Fi only when it left through the Wi-Fi device; otherwise (another
     // network holds the route) the test answers error 95 naming both.

@@ -25,6 +25,17 @@ TestAnswer LinuxBackend::needsNl80211(const Request& request) {
 
 TestAnswer LinuxBackend::noSecurity(const Request& request) {
     const NMAccessPoint ap = targetAccessPoint(request);
+    // The joined link is as secure as the connection in use: the open half of an OWE transition
+    // pair announces OWE in its flags, yet a connection without OWE joins it open.
+    if (!request.networkName) {
+        if (const auto active = activeConnection(); active && active->ssid == ap.ssid) {
+            if (const auto security = securityOfSettings(*active)) {
+                return finding(*security == SecurityType::Open,
+                               Dictionary::make({{QStringLiteral("Security"),
+                                                  Value::integer(static_cast<std::int64_t>(*security))}}));
+            }
+        }
+    }
     return finding(isOpenAccessPoint(securityFlagsOf(ap)), securityInfo(ap));
 }
 
@@ -39,6 +50,7 @@ TestAnswer LinuxBackend::legacyWPA(const Request& request) {
 }
 
 TestAnswer LinuxBackend::legacyRates(const Request& request) {
+    requireRealAccessPoints();
     const NMAccessPoint ap = targetAccessPoint(request);
     QString problem;
     const auto legacy = usesLegacyRatesOnly(static_cast<int>(ap.frequency), ap.maxBitrate, &problem);
@@ -63,18 +75,18 @@ TestAnswer LinuxBackend::hiddenNetwork(const Request& request) {
 
 TestAnswer LinuxBackend::personalHotspot(const Request& request) {
     const NMAccessPoint ap = targetAccessPoint(request);
-    if (!request.networkName) {
-        const NMDevice device = wifiDevice();
-        if (device.metered == nm::kMeteredYes || device.metered == nm::kMeteredGuessYes) {
-            return finding(true);
-        }
+    // A locally administered BSSID alone proves nothing: enterprise access points with several
+    // BSSIDs and mesh nodes use them too. A phone's hotspot says it is metered (NetworkManager
+    // reads the Android DHCP option, or the user set it); a network not joined tells that only
+    // through its beacon's vendor elements, which need nl80211.
+    if (request.networkName) {
+        fail(
+            servicecode::kNotSupported,
+            QStringLiteral("telling a phone's hotspot from the scan needs the access point's vendor elements "
+                           "from nl80211, which this service does not read yet"));
     }
-    QString problem;
-    const bool local = isLocallyAdministeredBssid(ap.hwAddress, &problem);
-    if (!problem.isEmpty()) {
-        fail(servicecode::kSystem, problem);
-    }
-    return finding(local);
+    const NMDevice device = wifiDevice();
+    return finding(device.metered == nm::kMeteredYes || device.metered == nm::kMeteredGuessYes);
 }
 
 TestAnswer LinuxBackend::captivePortal(const Request& request) {

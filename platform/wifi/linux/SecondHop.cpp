@@ -11,7 +11,9 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace platform::linuxwifi {
 
@@ -46,10 +48,34 @@ int echoSequence(const unsigned char* data, std::size_t size, int type) {
     return header.type == type ? ntohs(header.un.echo.sequence) : -1;
 }
 
-// The offender of a "time exceeded" in the socket's error queue for one of our sent requests, if
-// one is there. Reads the whole queue.
-std::optional<QHostAddress> readTimeExceeded(int socket, int sent) {
+// How the probe is sent: ICMP echo requests on an ICMP datagram socket (the target's echo reply
+// says it was within two hops), or, where the kernel refuses those sockets to the user (stock
+// Debian), UDP datagrams to unused ports, which need no privilege (the target's "port unreachable"
+// says the same).
+enum class ProbeKind { IcmpEcho, Udp };
+
+// The first UDP port probed, as traceroute uses: nothing listens there.
+constexpr std::uint16_t kFirstUdpPort = 33434;
+
+// The number of the probe a queued error is about, from our request as it was sent: the echo's
+// sequence number, or the two bytes of the UDP payload. -1 when it is none of ours.
+int probeNumber(ProbeKind kind, const unsigned char* data, std::size_t size) {
+    if (kind == ProbeKind::IcmpEcho) {
+        return echoSequence(data, size, ICMP_ECHO);
+    }
+    return size == 2 ? (data[0] << 8 | data[1]) : -1;
+}
+
+// What the socket's error queue says about our sent probes: the router that said a probe's time
+// was exceeded, and whether the target itself said a UDP probe's port is closed. Reads the whole
+// queue.
+struct QueuedErrors {
     std::optional<QHostAddress> router;
+    bool targetAnswered = false;
+};
+
+QueuedErrors readErrorQueue(int socket, ProbeKind kind, int sent, quint32 target) {
+    QueuedErrors found;
     for (;;) {
         std::array<unsigned char, 512> data{};
         std::array<unsigned char, 512> control{};
@@ -67,24 +93,34 @@ std::optional<QHostAddress> readTimeExceeded(int socket, int sent) {
             if (errno == EINTR) {
                 continue;
             }
-            return router;
+            return found;
         }
         // The queued message carries our request as it was sent.
-        const int sequence = echoSequence(data.data(), static_cast<std::size_t>(size), ICMP_ECHO);
-        if (sequence < 0 || sequence >= sent) {
+        const int number = probeNumber(kind, data.data(), static_cast<std::size_t>(size));
+        if (number < 0 || number >= sent) {
             continue;
         }
         for (cmsghdr* header = CMSG_FIRSTHDR(&message); header; header = CMSG_NXTHDR(&message, header)) {
             if (header->cmsg_level != SOL_IP || header->cmsg_type != IP_RECVERR) {
                 continue;
             }
-            const auto* error = reinterpret_cast<const sock_extended_err*>(CMSG_DATA(header));
-            if (error->ee_origin != SO_EE_ORIGIN_ICMP || error->ee_type != ICMP_TIME_EXCEEDED) {
+            sock_extended_err error{};
+            std::memcpy(&error, CMSG_DATA(header), sizeof error);
+            if (error.ee_origin != SO_EE_ORIGIN_ICMP) {
                 continue;
             }
-            const auto* offender = reinterpret_cast<const sockaddr_in*>(SO_EE_OFFENDER(error));
-            if (offender->sin_family == AF_INET && !router) {
-                router = QHostAddress(ntohl(offender->sin_addr.s_addr));
+            sockaddr_in offender{};
+            std::memcpy(&offender, SO_EE_OFFENDER(reinterpret_cast<sock_extended_err*>(CMSG_DATA(header))),
+                        sizeof offender);
+            if (offender.sin_family != AF_INET) {
+                continue;
+            }
+            const quint32 offenderAddress = ntohl(offender.sin_addr.s_addr);
+            if (error.ee_type == ICMP_TIME_EXCEEDED && !found.router) {
+                found.router = QHostAddress(offenderAddress);
+            } else if (kind == ProbeKind::Udp && error.ee_type == ICMP_DEST_UNREACH &&
+                       error.ee_code == ICMP_PORT_UNREACH && offenderAddress == target) {
+                found.targetAnswered = true;
             }
         }
     }
@@ -111,6 +147,62 @@ bool readEchoReply(int socket, int sent) {
     }
 }
 
+// Reads and drops whatever datagrams came to the UDP socket (a service that did listen there
+// answered), so that waiting does not wake for them again.
+void drainDatagrams(int socket) {
+    std::array<unsigned char, 512> data{};
+    while (::recv(socket, data.data(), data.size(), MSG_DONTWAIT) >= 0 || errno == EINTR) {
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// A socket for the probe: an ICMP datagram socket where the kernel allows it, else a UDP one.
+// Answers the socket and its kind, or the error that no socket could be made.
+ProbeOutcome<std::pair<int, ProbeKind>> probeSocket() {
+    const int icmp = ::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_ICMP);
+    if (icmp >= 0) {
+        return std::make_pair(icmp, ProbeKind::IcmpEcho);
+    }
+    const int icmpError = errno;
+    if (icmpError != EACCES && icmpError != EPERM) {
+        return probeError(
+            probecode::kSystem,
+            QStringLiteral("cannot make an ICMP datagram socket: %1").arg(errnoText(icmpError)));
+    }
+    // net.ipv4.ping_group_range leaves the user out: UDP needs no such right.
+    const int udp = ::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_UDP);
+    if (udp < 0) {
+        const int udpError = errno;
+        return probeError(probecode::kPermission,
+                          QStringLiteral("the kernel refuses ICMP datagram sockets to this user (%1; "
+                                         "net.ipv4.ping_group_range is \"%2\") and a UDP socket as well (%3)")
+                              .arg(errnoText(icmpError), pingGroupRange(), errnoText(udpError)));
+    }
+    return std::make_pair(udp, ProbeKind::Udp);
+}
+
+// Sends probe number n: an echo request, or a two-byte UDP datagram to a port of its own.
+ssize_t sendProbe(int socket, ProbeKind kind, quint32 target, int n) {
+    sockaddr_in remote{};
+    remote.sin_family = AF_INET;
+    remote.sin_addr.s_addr = htonl(target);
+    if (kind == ProbeKind::IcmpEcho) {
+        icmphdr request{};
+        request.type = ICMP_ECHO;
+        request.un.echo.sequence = htons(static_cast<uint16_t>(n));
+        return ::sendto(socket, &request, sizeof request, MSG_DONTWAIT,
+                        reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
+    }
+    remote.sin_port = htons(static_cast<uint16_t>(kFirstUdpPort + n));
+    const std::array<unsigned char, 2> payload{static_cast<unsigned char>(n >> 8),
+                                               static_cast<unsigned char>(n & 0xff)};
+    return ::sendto(socket, payload.data(), payload.size(), MSG_DONTWAIT,
+                    reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
+}
+
 }  // namespace
 
 ProbeOutcome<SecondHopAnswer> findSecondHop(const QHostAddress& target, milliseconds timeout,
@@ -128,21 +220,12 @@ ProbeOutcome<SecondHopAnswer> findSecondHop(const QHostAddress& target, millisec
                               .arg(timeout.count())
                               .arg(describeDuration(kMaxTimeout)));
     }
-    const ScopedFd socket(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_ICMP));
-    if (socket.get() < 0) {
-        const int error = errno;
-        if (error == EACCES || error == EPERM) {
-            return probeError(
-                probecode::kPermission,
-                QStringLiteral("the kernel refuses ICMP datagram sockets to this user (%1): the "
-                               "setting net.ipv4.ping_group_range (now \"%2\") does not include "
-                               "the user's group; allow it, for example with sysctl -w "
-                               "net.ipv4.ping_group_range=\"0 2147483647\", to find the second hop")
-                    .arg(errnoText(error), pingGroupRange()));
-        }
-        return probeError(probecode::kSystem,
-                          QStringLiteral("cannot make an ICMP datagram socket: %1").arg(errnoText(error)));
+    auto made = probeSocket();
+    if (!made.ok()) {
+        return made.error();
     }
+    const ScopedFd socket(made.value().first);
+    const ProbeKind kind = made.value().second;
     const int ttl = kProbeTtl;
     const int on = 1;
     if (::setsockopt(socket.get(), SOL_IP, IP_TTL, &ttl, sizeof ttl) != 0 ||
@@ -150,23 +233,16 @@ ProbeOutcome<SecondHopAnswer> findSecondHop(const QHostAddress& target, millisec
         return probeError(probecode::kSystem,
                           QStringLiteral("cannot set up the second-hop probe: %1").arg(errnoText(errno)));
     }
-    sockaddr_in remote{};
-    remote.sin_family = AF_INET;
-    remote.sin_addr.s_addr = htonl(address);
 
     const auto start = steady_clock::now();
     const auto deadline = start + timeout;
     int sent = 0;
     for (;;) {
-        // The requests are spread over the timeout, so one lost on the way does not decide.
+        // The probes are spread over the timeout, so one lost on the way does not decide.
         const auto nextSend = start + timeout * sent / kProbes;
         if (sent < kProbes && steady_clock::now() >= nextSend) {
-            icmphdr request{};
-            request.type = ICMP_ECHO;
-            request.un.echo.sequence = htons(static_cast<uint16_t>(sent));
-            const ssize_t written = ::sendto(socket.get(), &request, sizeof request, MSG_DONTWAIT,
-                                             reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
-            if (written < 0 && (errno == ENETUNREACH || errno == EHOSTUNREACH)) {
+            if (sendProbe(socket.get(), kind, address, sent) < 0 &&
+                (errno == ENETUNREACH || errno == EHOSTUNREACH)) {
                 return probeError(
                     probecode::kUnreachable,
                     QStringLiteral("there is no route to %1: %2").arg(target.toString(), errnoText(errno)));
@@ -174,20 +250,27 @@ ProbeOutcome<SecondHopAnswer> findSecondHop(const QHostAddress& target, millisec
             ++sent;
             continue;
         }
-        switch (cancel.waitForSocket(socket.get(), POLLIN,
+        // An ICMP error of ours shows as POLLERR; an echo reply as POLLIN.
+        switch (cancel.waitForSocket(socket.get(), POLLIN | POLLERR,
                                      sent < kProbes ? std::min(nextSend, deadline) : deadline)) {
             case WaitEnd::Cancelled:
                 return probeError(
                     probecode::kCancelled,
                     QStringLiteral("the second-hop probe of %1 was cancelled").arg(target.toString()));
-            case WaitEnd::Ready:
-                if (std::optional<QHostAddress> router = readTimeExceeded(socket.get(), sent)) {
-                    return SecondHopAnswer{router, false};
+            case WaitEnd::Ready: {
+                const QueuedErrors errors = readErrorQueue(socket.get(), kind, sent, address);
+                if (errors.router) {
+                    return SecondHopAnswer{errors.router, false};
                 }
-                if (readEchoReply(socket.get(), sent)) {
+                if (errors.targetAnswered ||
+                    (kind == ProbeKind::IcmpEcho && readEchoReply(socket.get(), sent))) {
                     return SecondHopAnswer{std::nullopt, true};
                 }
+                if (kind == ProbeKind::Udp) {
+                    drainDatagrams(socket.get());
+                }
                 break;
+            }
             case WaitEnd::TimedOut:
                 break;
         }

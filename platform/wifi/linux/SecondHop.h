@@ -1,6 +1,6 @@
 #pragma once
-// The second router on the path to a target, found with an echo request that may cross only two
-// routers (TTL 2): the router that drops it answers "time exceeded". With the gateway, it tells a
+// The second router on the path to a target, found with a probe that may cross only two routers
+// (TTL 2): the router that drops it answers "time exceeded". With the gateway, it tells a
 // network behind two address-translating routers ("double NAT").
 
 #include "platform/wifi/linux/CancelToken.h"
@@ -19,9 +19,11 @@ struct SecondHopAnswer {
     bool targetAnswered = false;
 };
 
-// Sends up to three echo requests with TTL 2 to target (an IPv4 address) within timeout, and answers
-// the first router that reports one of them expired. Needs ICMP datagram sockets: error 13 names
-// the setting when the kernel refuses them; a cancel ends it at once with error 125.
+// Sends up to three probes with TTL 2 to target (an IPv4 address) within timeout, and answers the
+// first router that reports one of them expired. The probes are echo requests on an ICMP datagram
+// socket, or UDP datagrams to unused ports where the kernel refuses those sockets to the user
+// (net.ipv4.ping_group_range, "1 0" on stock Debian): both need no privilege. Error 13 only when
+// neither socket can be made; a cancel ends it at once with error 125.
 ProbeOutcome<SecondHopAnswer> findSecondHop(const QHostAddress& target, std::chrono::milliseconds timeout,
                                             const CancelToken& cancel);
 

@@ -48,7 +48,21 @@ NMDevice LinuxBackend::wifiDevice() const {
     fail(servicecode::kNotSupported, QStringLiteral("NetworkManager lists no Wi-Fi device"));
 }
 
+void LinuxBackend::requireRealAccessPoints() const {
+    // On the iwd backend (wifi.backend=iwd) NetworkManager makes up one access point per network,
+    // with a made-up BSSID, frequency and bit rate: nothing measured from them would be true.
+    const DBusCaller iwd(options_.bus, QStringLiteral("net.connman.iwd"), options_.callTimeout);
+    if (iwd.serviceIsPresent()) {
+        fail(servicecode::kNotSupported,
+             QStringLiteral(
+                 "NetworkManager runs on the iwd backend, whose access points (one per network, with "
+                 "made-up BSSID, frequency and bit rate) cannot be measured; this test needs "
+                 "NetworkManager on wpa_supplicant"));
+    }
+}
+
 std::vector<NMAccessPoint> LinuxBackend::scan(const Request& request) {
+    requireRealAccessPoints();
     const QString device = wifiDevicePath();
     const auto isFresh = [&](std::int64_t lastScan) {
         return lastScan >= 0 && (!request.maxScanCacheAge || lastScan >= request.arrivedAtMs ||
@@ -128,12 +142,22 @@ std::optional<NMConnectionSettings> LinuxBackend::activeConnection() const {
     return nm_->connectionSettings(nm_->activeConnectionSettingsPath(device.activeConnection));
 }
 
-std::vector<NMConnectionSettings> LinuxBackend::savedWifiConnections() const {
-    std::vector<NMConnectionSettings> saved;
+SavedWifiConnections LinuxBackend::savedWifiConnections() const {
+    SavedWifiConnections saved;
     for (const QString& path : nm_->savedConnectionPaths()) {
-        NMConnectionSettings settings = nm_->connectionSettings(path);
-        if (isWifiConnection(settings)) {
-            saved.push_back(std::move(settings));
+        try {
+            NMConnectionSettings settings = nm_->connectionSettings(path);
+            if (isWifiConnection(settings)) {
+                saved.wifi.push_back(std::move(settings));
+            }
+        } catch (const DBusReadError& error) {
+            // A connection restricted to another user (connection.permissions) is refused to us,
+            // and one deleted since the list was read is gone: the rest still answer.
+            if (error.kind() != DBusReadError::Kind::Refused &&
+                error.kind() != DBusReadError::Kind::NoSuchObject) {
+                throw;
+            }
+            ++saved.unreadable;
         }
     }
     return saved;
@@ -152,7 +176,7 @@ std::optional<NMConnectionSettings> LinuxBackend::connectionFor(const Request& r
 
 std::optional<NMConnectionSettings> LinuxBackend::savedConnectionFor(const QByteArray& ssid) const {
     std::optional<NMConnectionSettings> best;
-    for (NMConnectionSettings& settings : savedWifiConnections()) {
+    for (NMConnectionSettings& settings : savedWifiConnections().wifi) {
         // The most recently used of the connections saved for the SSID.
         if (settings.ssid == ssid &&
             (!best || settings.timestamp.value_or(0) > best->timestamp.value_or(0))) {

@@ -331,6 +331,29 @@ TEST_F(LinuxBackendTest, ThirtySavedNetworksAreALargeList) {
     EXPECT_EQ(at.intInfo("PNLCount"), 30);
 }
 
+TEST_F(LinuxBackendTest, ASavedConnectionOfAnotherUserIsSkippedAndCounted) {
+    addDevice();
+    mock().addConnection(wifiConnection(QStringLiteral("Home"), "Home"));
+    auto hidden = wifiConnection(QStringLiteral("Office"), "Office");
+    hidden[QStringLiteral("802-11-wireless")][QStringLiteral("hidden")] = true;
+    mock().addConnection(hidden);
+    // Restricted to another user: NetworkManager refuses its settings to us.
+    const QString other = mock().addConnection(wifiConnection(QStringLiteral("Theirs"), "Theirs"));
+    mock().addMethod(other, QStringLiteral("org.freedesktop.NetworkManager.Settings.Connection"),
+                     QStringLiteral("GetSettings"), QString(), QStringLiteral("a{sa{sv}}"),
+                     QStringLiteral("raise dbus.exceptions.DBusException('Insufficient privileges', "
+                                    "name='org.freedesktop.NetworkManager.Settings.PermissionDenied')"));
+    const Outcome large = run(47);
+    EXPECT_EQ(verdictOf(large), (Verdict{false, true})) << large.errorText();
+    EXPECT_EQ(large.intInfo("PNLCount"), 2);
+    EXPECT_EQ(large.intInfo("UnreadableConnectionCount"), 1);
+    const Outcome hiddenOne = run(48);
+    EXPECT_EQ(verdictOf(hiddenOne), (Verdict{true, false})) << hiddenOne.errorText();
+    EXPECT_EQ(hiddenOne.intInfo("UnreadableConnectionCount"), 1);
+    const Outcome conflicts = run(29);
+    EXPECT_EQ(verdictOf(conflicts), (Verdict{false, true})) << conflicts.errorText();
+}
+
 TEST_F(LinuxBackendTest, OnlyWiFiConnectionsCountAsSavedNetworks) {
     addDevice();
     mock().addConnection(wifiConnection(QStringLiteral("Home"), "Home"));
@@ -696,6 +719,43 @@ TEST_F(LinuxBackendTest, AnUnmeteredDeviceWithAMakersBssidIsNoPersonalHotspot) {
     EXPECT_EQ(verdictOf(run(44)), (Verdict{false, true}));
 }
 
+TEST_F(LinuxBackendTest, AnUnmeteredLinkToALocallyAdministeredBssidIsNoPersonalHotspot) {
+    // Enterprise access points with several BSSIDs and mesh nodes use such addresses too.
+    addDevice();
+    const QString ap = mock().addAccessPoint(device_, QStringLiteral("mesh"), QStringLiteral("Office"),
+                                             QStringLiteral("02:11:22:33:44:55"), kInfrastructure, 5180,
+                                             400000, 70, kKeyMgmtPsk);
+    join(ap);
+    EXPECT_EQ(verdictOf(run(44)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendTest, ASelectedNetworksHotspotNeedsItsVendorElements) {
+    addDevice();
+    mock().addAccessPoint(device_, QStringLiteral("phone"), QStringLiteral("Pixel"),
+                          QStringLiteral("02:11:22:33:44:55"), kInfrastructure, 2437, 54000, 70, kKeyMgmtPsk);
+    const Outcome o = run(44, selecting("Pixel"));
+    EXPECT_EQ(o.errorCode(), 95);
+    EXPECT_THAT(o.errorText(), HasSubstr("vendor elements from nl80211"));
+}
+
+TEST_F(LinuxBackendTest, TheOpenHalfOfAnOweTransitionPairJoinedOpenIsNoSecurity) {
+    constexpr uint kOweTransition = 0x1000;
+    joinedAp(0, 0, kOweTransition);
+    activate(wifiConnection(QStringLiteral("Home"), "Home"));  // no wireless security: joined open
+    const Outcome o = run(38);
+    EXPECT_EQ(verdictOf(o), (Verdict{true, false}));
+    EXPECT_EQ(o.intInfo("Security"), 0);
+}
+
+TEST_F(LinuxBackendTest, TheSameAccessPointJoinedWithOweIsSecured) {
+    constexpr uint kOweTransition = 0x1000;
+    joinedAp(0, 0, kOweTransition);
+    activate(withKeyMgmt(wifiConnection(QStringLiteral("Home"), "Home"), QStringLiteral("owe")));
+    const Outcome o = run(38);
+    EXPECT_EQ(verdictOf(o), (Verdict{false, true}));
+    EXPECT_EQ(o.intInfo("Security"), 6);
+}
+
 TEST_F(LinuxBackendTest, EightAccessPointsOnAndAroundTheChannelCongestIt) {
     addDevice();
     const QString joined = addAp(QStringLiteral("Home"), 2412);  // channel 1
@@ -815,6 +875,23 @@ TEST_F(LinuxBackendTest, HiddenAccessPointsAreListed) {
     EXPECT_EQ(hidden->bssid, QStringLiteral("ac:de:48:00:00:02"));
     EXPECT_EQ(hidden->rssi, -70);
     EXPECT_EQ(hidden->channel, 36);
+}
+
+TEST_F(LinuxBackendTest, OnTheIwdBackendTheScanTestsSayTheAccessPointsAreMadeUp) {
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2437));
+    addAp(QStringLiteral("Cafe"), 5745, 30);
+    QDBusConnection bus = mock().connection();
+    ASSERT_TRUE(bus.registerService(QStringLiteral("net.connman.iwd")));
+    for (const std::int64_t id : {24, 25, 26, 30, 31, 41}) {
+        const Outcome o = run(id, maxAge(60));
+        EXPECT_EQ(o.errorCode(), 95) << id;
+        EXPECT_THAT(o.errorText(), HasSubstr("iwd backend")) << id;
+    }
+    // What does not come from the access points' made-up details still answers.
+    EXPECT_EQ(run(42).stringInfo("NetworkName"), QStringLiteral("Home"));
+    bus.unregisterService(QStringLiteral("net.connman.iwd"));
+    EXPECT_EQ(run(31, maxAge(60)).errorCode(), -1);
 }
 
 TEST_F(LinuxBackendTest, AnEmptyScanIsAFindingThatPasses) {
