@@ -12,6 +12,10 @@
 #include "platform/wifi/linux/RouteTable.h"
 #include "platform/wifi/linux/SecondHop.h"
 
+#include <QFile>
+
+#include <algorithm>
+
 namespace platform::linuxwifi {
 
 using namespace handlers;
@@ -132,8 +136,46 @@ TestAnswer LinuxBackend::ipv6Assigned(const Request& request) {
     return verdict(global, global);
 }
 
+void LinuxBackend::requireResolverThroughWiFi() const {
+    QFile file(options_.resolvConfPath);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return;  // no configuration: the resolver asks this machine itself
+    }
+    const QList<QHostAddress> servers = nameserversOf(file.readAll());
+    // The resolver asks its first server first. A local one (a caching stub such as
+    // systemd-resolved's or dnsmasq's) forwards by its own choice, which is not known here.
+    if (servers.isEmpty() || servers.front().isLoopback()) {
+        return;
+    }
+    if (const auto route = outgoingInterface(servers.front()); route.ok()) {
+        requireThroughWiFi(route.value(), QStringLiteral("DNS server"), servers.front().toString());
+    }
+}
+
+ProbeOutcome<QHostAddress> LinuxBackend::internetCheckAddress(const Request& request) {
+    const QUrl& url = options_.targets.checkUrl;
+    QHostAddress address(url.host());
+    if (address.isNull()) {
+        const auto resolved = resolveHost(url.host(), options_.targets.dnsTimeout, *request.cancel);
+        if (!resolved.ok()) {
+            return resolved.error();
+        }
+        // The pings measure IPv4; so does the check where the name has an IPv4 address.
+        const QList<QHostAddress>& all = resolved.value();
+        const auto v4 = std::find_if(all.begin(), all.end(), [](const QHostAddress& a) {
+            return a.protocol() == QAbstractSocket::IPv4Protocol;
+        });
+        address = v4 != all.end() ? *v4 : all.front();
+    }
+    if (const auto route = outgoingInterface(address); route.ok()) {
+        requireThroughWiFi(route.value(), QStringLiteral("internet check"), address.toString());
+    }
+    return address;
+}
+
 TestAnswer LinuxBackend::resolveDNS(const Request& request) {
     requireJoinedTarget(request);
+    requireResolverThroughWiFi();
     const auto resolved = resolveHost(options_.targets.dnsName, options_.targets.dnsTimeout, *request.cancel);
     if (!resolved.ok() && !isNetworkFinding(resolved.error())) {
         throw ServiceFailure{resolved.error()};
@@ -144,8 +186,10 @@ TestAnswer LinuxBackend::resolveDNS(const Request& request) {
 
 TestAnswer LinuxBackend::reachInternet(const Request& request) {
     requireJoinedTarget(request);
-    const auto reached =
-        http_->reach(options_.targets.checkUrl, options_.targets.httpTimeout, *request.cancel);
+    const auto address = internetCheckAddress(request);
+    const auto reached = address.ok() ? http_->reach(options_.targets.checkUrl, options_.targets.httpTimeout,
+                                                     *request.cancel, address.value())
+                                      : ProbeOutcome<HttpReach>(address.error());
     if (!reached.ok() && !isNetworkFinding(reached.error())) {
         throw ServiceFailure{reached.error()};
     }
@@ -154,9 +198,12 @@ TestAnswer LinuxBackend::reachInternet(const Request& request) {
 
 TestAnswer LinuxBackend::retrieveInternet(const Request& request) {
     requireJoinedTarget(request);
-    const auto retrieved =
-        http_->retrieve(options_.targets.checkUrl, options_.targets.checkStatus, options_.targets.checkBody,
-                        options_.targets.httpTimeout, *request.cancel);
+    const auto address = internetCheckAddress(request);
+    const auto retrieved = address.ok()
+                               ? http_->retrieve(options_.targets.checkUrl, options_.targets.checkStatus,
+                                                 options_.targets.checkBody, options_.targets.httpTimeout,
+                                                 *request.cancel, address.value())
+                               : ProbeOutcome<HttpRetrieval>(address.error());
     if (!retrieved.ok() && !isNetworkFinding(retrieved.error())) {
         throw ServiceFailure{retrieved.error()};
     }

@@ -3,9 +3,12 @@
 #include "platform/wifi/linux/DBusReading.h"
 
 #include <QDBusMessage>
+#include <QDBusPendingCall>
 #include <QDBusVariant>
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 namespace platform::linuxwifi {
 
@@ -99,9 +102,29 @@ DBusReadError errorFromReply(Action action, const DBusPlace& place, const QDBusM
     return DBusReadError(Kind::CallFailed, QStringLiteral("%1 failed (%2)").arg(what, detail), name);
 }
 
+// How a call waits for its answer: blocked in QtDBus, or looking every few milliseconds whether the
+// work it serves was cancelled (for calls that may take long).
+enum class Wait { Blocked, Cancellable };
+
+// Waits for the answer of message, and ends at once with a cancel of the calling thread's work.
+QDBusMessage answerUnlessCancelled(const DBusCaller& caller, const QDBusMessage& message, Action action,
+                                   const DBusPlace& errorPlace) {
+    QDBusPendingCall pending =
+        caller.connection().asyncCall(message, static_cast<int>(caller.timeout().count()));
+    while (!pending.isFinished()) {
+        if (CallCancellation::cancelledOnThisThread()) {
+            throw DBusReadError(DBusReadError::Kind::CallFailed,
+                                QStringLiteral("%1 %2: cancelled").arg(verbOf(action), errorPlace.text()));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return pending.reply();
+}
+
 std::vector<DBusValue> callAt(const DBusCaller& caller, Action action, const DBusPlace& errorPlace,
                               const QString& path, const QString& interface, const QString& method,
-                              const QVariantList& args, const QString& replySignature) {
+                              const QVariantList& args, const QString& replySignature,
+                              Wait wait = Wait::Blocked) {
     if (CallCancellation::cancelledOnThisThread()) {
         throw DBusReadError(DBusReadError::Kind::CallFailed,
                             QStringLiteral("%1 %2: cancelled").arg(verbOf(action), errorPlace.text()));
@@ -118,7 +141,9 @@ std::vector<DBusValue> callAt(const DBusCaller& caller, Action action, const DBu
     // A diagnostic asks the services that run; it never starts one.
     message.setAutoStartService(false);
     const QDBusMessage reply =
-        caller.connection().call(message, QDBus::Block, static_cast<int>(caller.timeout().count()));
+        wait == Wait::Cancellable
+            ? answerUnlessCancelled(caller, message, action, errorPlace)
+            : caller.connection().call(message, QDBus::Block, static_cast<int>(caller.timeout().count()));
     if (reply.type() == QDBusMessage::ErrorMessage) {
         throw errorFromReply(action, errorPlace, reply, caller.timeout());
     }
@@ -170,7 +195,20 @@ std::vector<DBusValue> DBusCaller::call(const QString& path, const QString& inte
 
 DBusField DBusCaller::callForOne(const QString& path, const QString& interface, const QString& method,
                                  const QVariantList& args, const QString& replySignature) const {
-    std::vector<DBusValue> values = call(path, interface, method, args, replySignature);
+    return oneValue(call(path, interface, method, args, replySignature), path, interface, method);
+}
+
+DBusField DBusCaller::callForOneUnlessCancelled(const QString& path, const QString& interface,
+                                                const QString& method, const QVariantList& args,
+                                                const QString& replySignature) const {
+    const DBusPlace place{service_, path, interface, method + QStringLiteral("()"), QString()};
+    return oneValue(
+        callAt(*this, Action::Call, place, path, interface, method, args, replySignature, Wait::Cancellable),
+        path, interface, method);
+}
+
+DBusField DBusCaller::oneValue(std::vector<DBusValue> values, const QString& path, const QString& interface,
+                               const QString& method) const {
     const DBusPlace place{service_, path, interface, method + QStringLiteral("()"), QString()};
     if (values.size() != 1) {
         throw DBusReadError(DBusReadError::Kind::WrongType,

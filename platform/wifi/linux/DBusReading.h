@@ -221,6 +221,10 @@ class DBusCaller {
     // A call answering exactly one value, with its place (interface.method() at path).
     DBusField callForOne(const QString& path, const QString& interface, const QString& method,
                          const QVariantList& args, const QString& replySignature) const;
+    // The same for a call that may take long: while it waits, a cancel of the calling thread's work
+    // (CallCancellation) ends it at once.
+    DBusField callForOneUnlessCancelled(const QString& path, const QString& interface, const QString& method,
+                                        const QVariantList& args, const QString& replySignature) const;
 
     // org.freedesktop.DBus.Properties: every property of one interface, one property, or setting
     // one (value is wrapped in a variant as it is).
@@ -233,6 +237,9 @@ class DBusCaller {
     bool serviceIsPresent() const;
 
   private:
+    DBusField oneValue(std::vector<DBusValue> values, const QString& path, const QString& interface,
+                       const QString& method) const;
+
     QDBusConnection connection_;
     QString service_;
     std::chrono::milliseconds timeout_;

@@ -114,4 +114,19 @@ ProbeOutcome<QList<QHostAddress>> resolveHost(const QString& hostName, milliseco
     return resolution->addresses;
 }
 
+QList<QHostAddress> nameserversOf(const QByteArray& resolvConf) {
+    QList<QHostAddress> servers;
+    for (const QByteArray& line : resolvConf.split('\n')) {
+        const QList<QByteArray> words = line.simplified().split(' ');
+        if (words.size() >= 2 && words[0] == "nameserver") {
+            // A link-local IPv6 server may carry its zone ("fe80::1%wlan0").
+            const QHostAddress address(QString::fromLatin1(words[1]));
+            if (!address.isNull()) {
+                servers.append(address);
+            }
+        }
+    }
+    return servers;
+}
+
 }  // namespace platform::linuxwifi

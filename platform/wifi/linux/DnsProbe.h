@@ -19,4 +19,8 @@ namespace platform::linuxwifi {
 ProbeOutcome<QList<QHostAddress>> resolveHost(const QString& hostName, std::chrono::milliseconds timeout,
                                               const CancelToken& cancel);
 
+// The name servers a resolv.conf (its text) names, in its order: the "nameserver" lines whose
+// address reads; comments and other lines are skipped.
+QList<QHostAddress> nameserversOf(const QByteArray& resolvConf);
+
 }  // namespace platform::linuxwifi

@@ -106,6 +106,7 @@ HttpProbe::~HttpProbe() {
 
 std::shared_ptr<HttpProbe::Exchange> HttpProbe::exchange(const QUrl& url, bool head, milliseconds timeout,
                                                          const CancelToken& cancel,
+                                                         const std::optional<QHostAddress>& connectTo,
                                                          platform::ErrorRef* error) {
     const QString method = head ? QStringLiteral("HEAD") : QStringLiteral("GET");
     const QString scheme = url.scheme().toLower();
@@ -125,6 +126,15 @@ std::shared_ptr<HttpProbe::Exchange> HttpProbe::exchange(const QUrl& url, bool h
         return nullptr;
     }
     QNetworkRequest request(url);
+    if (connectTo && scheme == QLatin1String("http")) {
+        // The address the caller resolved; the server still learns which host is asked for.
+        QUrl direct = url;
+        direct.setHost(connectTo->toString());
+        request.setUrl(direct);
+        const QString host = url.host(QUrl::FullyEncoded);
+        request.setRawHeader(
+            "Host", (url.port() >= 0 ? QStringLiteral("%1:%2").arg(host).arg(url.port()) : host).toUtf8());
+    }
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
     request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
@@ -184,9 +194,10 @@ platform::ErrorRef failure(const QUrl& url, QNetworkReply::NetworkError error, c
 
 }  // namespace
 
-ProbeOutcome<HttpReach> HttpProbe::reach(const QUrl& url, milliseconds timeout, const CancelToken& cancel) {
+ProbeOutcome<HttpReach> HttpProbe::reach(const QUrl& url, milliseconds timeout, const CancelToken& cancel,
+                                         const std::optional<QHostAddress>& connectTo) {
     platform::ErrorRef error;
-    const std::shared_ptr<Exchange> done = exchange(url, true, timeout, cancel, &error);
+    const std::shared_ptr<Exchange> done = exchange(url, true, timeout, cancel, connectTo, &error);
     if (!done) {
         return error;
     }
@@ -199,9 +210,10 @@ ProbeOutcome<HttpReach> HttpProbe::reach(const QUrl& url, milliseconds timeout, 
 
 ProbeOutcome<HttpRetrieval> HttpProbe::retrieve(const QUrl& url, int expectedStatus,
                                                 const std::optional<QByteArray>& expectedBody,
-                                                milliseconds timeout, const CancelToken& cancel) {
+                                                milliseconds timeout, const CancelToken& cancel,
+                                                const std::optional<QHostAddress>& connectTo) {
     platform::ErrorRef error;
-    const std::shared_ptr<Exchange> done = exchange(url, false, timeout, cancel, &error);
+    const std::shared_ptr<Exchange> done = exchange(url, false, timeout, cancel, connectTo, &error);
     if (!done) {
         return error;
     }

@@ -8,6 +8,7 @@
 #include "platform/wifi/linux/CancelToken.h"
 
 #include <QByteArray>
+#include <QHostAddress>
 #include <QString>
 #include <QUrl>
 
@@ -49,21 +50,27 @@ class HttpProbe {
     // HEAD of url (http or https, redirects not followed): the endpoint accepted a connection and
     // answered HTTP. A refused connection is error 61, no answer within timeout error 60, a cancel
     // error 125 (the request is aborted), a host name that does not resolve error 8.
+    // With connectTo, an http URL's request goes to that address, already resolved (and its route
+    // checked) by the caller, with the URL's host in the Host header: nothing is resolved again.
     ProbeOutcome<HttpReach> reach(const QUrl& url, std::chrono::milliseconds timeout,
-                                  const CancelToken& cancel);
+                                  const CancelToken& cancel,
+                                  const std::optional<QHostAddress>& connectTo = std::nullopt);
 
     // GET of url, redirects not followed, compared with the expected status and, when given, the
-    // expected body (both trimmed of surrounding white space). Errors as for reach().
+    // expected body (both trimmed of surrounding white space). Errors and connectTo as for reach().
     ProbeOutcome<HttpRetrieval> retrieve(const QUrl& url, int expectedStatus,
                                          const std::optional<QByteArray>& expectedBody,
-                                         std::chrono::milliseconds timeout, const CancelToken& cancel);
+                                         std::chrono::milliseconds timeout, const CancelToken& cancel,
+                                         const std::optional<QHostAddress>& connectTo = std::nullopt);
 
   private:
     struct Exchange;
     class Network;
 
     std::shared_ptr<Exchange> exchange(const QUrl& url, bool head, std::chrono::milliseconds timeout,
-                                       const CancelToken& cancel, platform::ErrorRef* error);
+                                       const CancelToken& cancel,
+                                       const std::optional<QHostAddress>& connectTo,
+                                       platform::ErrorRef* error);
 
     QThread* thread_ = nullptr;
     Network* network_ = nullptr;  // lives in thread_

@@ -6,9 +6,11 @@
 // says what every test ID measures and where it comes from.
 
 #include "platform/wifi/WiFiBackend.h"
+#include "platform/wifi/linux/CancelToken.h"
 #include "platform/wifi/linux/ProbeTargets.h"
 
 #include <QDBusConnection>
+#include <QHostAddress>
 #include <QObject>
 #include <QString>
 
@@ -49,11 +51,15 @@ struct LinuxBackendOptions {
     QDBusConnection bus = QDBusConnection::systemBus();
     std::chrono::milliseconds callTimeout{2000};   // every D-Bus call
     std::chrono::milliseconds scanTimeout{15000};  // waiting for a fresh scan
+    // NetworkManager's CheckConnectivity, which may take it up to 20 s.
+    std::chrono::milliseconds connectivityCheckTimeout{25000};
     ProbeTargets targets;
     // Root of the kernel's sysfs, where the Wi-Fi drivers' Bluetooth coexistence switch is read.
     QString sysfsRoot = QStringLiteral("/sys");
     // The kernel's IPv4 routing table, where the gateway is read when NetworkManager names none.
     QString routeTablePath = QStringLiteral("/proc/net/route");
+    // The system resolver's configuration, whose first name server the DNS test's route is checked to.
+    QString resolvConfPath = QStringLiteral("/etc/resolv.conf");
     // Called with a one-line message when the system refuses something the user asked for
     // (switching Wi-Fi on without the right); the host prints it.
     std::function<void(const QString&)> warn;
@@ -161,6 +167,14 @@ class LinuxBackend final : public WiFiBackend {
     void requireThroughWiFi(const std::optional<QString>& interfaceName, const QString& what,
                             const QString& address) const;
     TestAnswer ping(const Request& request, const QString& what, const QString& address);
+    // Whether a sign-in page stands between the Wi-Fi and the internet: NetworkManager's own check of
+    // the Wi-Fi device where the daemon checks, else our HTTP probe through the Wi-Fi device.
+    bool behindCaptivePortal(const Request& request);
+    // The internet check's address, resolved here and its route checked to leave through the
+    // Wi-Fi device (error 95 otherwise); a resolution that failed comes back as its error.
+    ProbeOutcome<QHostAddress> internetCheckAddress(const Request& request);
+    // Error 95 when the system resolver's first name server is reached through another device.
+    void requireResolverThroughWiFi() const;
     void watchPower(QObject* context);
     BluetoothState bluetoothState() const;
 

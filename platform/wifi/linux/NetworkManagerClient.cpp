@@ -483,10 +483,10 @@ NMConnectivityChecking NetworkManagerClient::connectivityChecking() const {
     return out;
 }
 
-std::uint32_t NetworkManagerClient::checkConnectivity() const {
-    return caller_
-        .callForOne(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("CheckConnectivity"), {},
-                    QStringLiteral("u"))
+std::uint32_t NetworkManagerClient::checkConnectivity(std::chrono::milliseconds timeout) const {
+    return caller_.withTimeout(timeout)
+        .callForOneUnlessCancelled(nm::kManagerPath, nm::kManagerInterface,
+                                   QStringLiteral("CheckConnectivity"), {}, QStringLiteral("u"))
         .readUInt32();
 }
 

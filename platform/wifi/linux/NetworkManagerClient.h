@@ -225,6 +225,9 @@ class WirelessEnabledWatcher final : public QObject {
 
 class NetworkManagerClient {
   public:
+    // NetworkManager's own check gives up after 20 s; a little more for the call itself.
+    static constexpr std::chrono::milliseconds kCheckConnectivityTimeout{25000};
+
     // connection: the system bus (or a test's bus); every call waits at most callTimeout.
     NetworkManagerClient(QDBusConnection connection, std::chrono::milliseconds callTimeout);
 
@@ -278,9 +281,11 @@ class NetworkManagerClient {
     NMConnectionSettings connectionSettings(const QString& path) const;
 
     NMGlobalDns globalDnsConfiguration() const;
-    // NMConnectivityState as last checked, and after asking NetworkManager to check now.
+    // NMConnectivityState as last checked, and after asking NetworkManager to check now, which may
+    // take it up to 20 s (its own HTTP timeout): that call waits at most timeout, and a cancel of
+    // the thread's work (CallCancellation) ends it at once.
     std::uint32_t connectivity() const;
-    std::uint32_t checkConnectivity() const;
+    std::uint32_t checkConnectivity(std::chrono::milliseconds timeout = kCheckConnectivityTimeout) const;
     NMConnectivityChecking connectivityChecking() const;
 
     const DBusCaller& caller() const { return caller_; }

@@ -89,28 +89,47 @@ TestAnswer LinuxBackend::personalHotspot(const Request& request) {
     return finding(device.metered == nm::kMeteredYes || device.metered == nm::kMeteredGuessYes);
 }
 
+bool LinuxBackend::behindCaptivePortal(const Request& request) {
+    // Where the daemon checks connectivity itself, its verdict on the Wi-Fi device's own IPv4 counts,
+    // not the global state, which a docked laptop's Ethernet would make FULL. Stock Debian ships
+    // checking off; the daemon then calls any routed link FULL, and our own probe tells instead.
+    NMConnectivityChecking checking;
+    try {
+        checking = nm_->connectivityChecking();
+    } catch (const DBusReadError&) {
+        // Properties the daemon does not have: it says nothing of its checking.
+    }
+    if (checking.checks()) {
+        try {
+            nm_->checkConnectivity(options_.connectivityCheckTimeout);
+            const auto state = wifiDevice().ip4Connectivity;
+            if (state && *state != nm::kConnectivityUnknown) {
+                return *state == nm::kConnectivityPortal;
+            }
+        } catch (const DBusReadError&) {
+            if (request.cancel->isCancelled()) {
+                throw;
+            }
+            // Refused (a polkit right) or slower than its bound: our own probe tells instead.
+        }
+    }
+    const auto address = internetCheckAddress(request);
+    if (!address.ok()) {
+        throw ServiceFailure{address.error()};  // no answer tells nothing about a portal
+    }
+    const auto retrieved =
+        http_->retrieve(options_.targets.checkUrl, options_.targets.checkStatus, options_.targets.checkBody,
+                        options_.targets.httpTimeout, *request.cancel, address.value());
+    if (!retrieved.ok()) {
+        throw ServiceFailure{retrieved.error()};
+    }
+    return retrieved.value().portalLike();
+}
+
 TestAnswer LinuxBackend::captivePortal(const Request& request) {
     requireJoinedTarget(request);
     const NMAccessPoint ap = targetAccessPoint(request);
-    bool captive = false;
-    std::uint32_t connectivity = nm::kConnectivityUnknown;
-    try {
-        connectivity = nm_->checkConnectivity();
-    } catch (const DBusReadError&) {
-        // Refused (a polkit right) or too slow: our own probe tells instead.
-    }
-    if (connectivity == nm::kConnectivityUnknown) {
-        // NetworkManager does not check connectivity here: our own probe tells.
-        const auto retrieved =
-            http_->retrieve(options_.targets.checkUrl, options_.targets.checkStatus,
-                            options_.targets.checkBody, options_.targets.httpTimeout, *request.cancel);
-        if (!retrieved.ok()) {
-            throw ServiceFailure{retrieved.error()};  // no answer tells nothing about a portal
-        }
-        captive = retrieved.value().portalLike();
-    } else {
-        captive = connectivity == nm::kConnectivityPortal;
-    }
+    const bool captive = behindCaptivePortal(request);
     auto info = Dictionary::make();
     const auto saved = connectionFor(request, ap);
     // The saved connection's security, else the access point's; the profile stays out when

@@ -15,7 +15,10 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
+#include <QHostAddress>
+#include <QNetworkInterface>
 #include <QObject>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QUrl>
 
@@ -170,7 +173,9 @@ class LinuxBackendTest : public ::testing::Test {
             // route leaves through the loopback device is refused before anything is sent.
             options.targets.wanPingAddress = QStringLiteral("127.0.0.1");
             options.targets.dnsName = QStringLiteral("localhost");
-            options.targets.checkUrl = QUrl(QStringLiteral("http://127.0.0.1:9/"));
+            options.targets.checkUrl = checkUrl_;
+            options.targets.checkBody = checkBody_;
+            options.resolvConfPath = resolvConfPath_;
             backend_ = std::make_shared<LinuxBackend>(options, &context_);
         }
         return *backend_;
@@ -236,6 +241,9 @@ class LinuxBackendTest : public ::testing::Test {
     std::chrono::milliseconds scanTimeout_ = 2000ms;
     QString sysfsRoot_ = QStringLiteral("/nonexistent-sysfs");
     QString routeTablePath_ = QStringLiteral("/nonexistent-route-table");
+    QString resolvConfPath_ = QStringLiteral("/nonexistent-resolv.conf");
+    QUrl checkUrl_ = QUrl(QStringLiteral("http://127.0.0.1:9/"));  // nobody listens there
+    std::optional<QByteArray> checkBody_ = QByteArray("NetworkManager is online\n");
     QString device_;
     int apSerial_ = 0;
     std::mutex warningsMutex_;
@@ -1203,6 +1211,152 @@ TEST_F(LinuxBackendTest, APingWhoseRouteLeavesThroughAnotherDeviceIsNotSent) {
         EXPECT_THAT(o.errorText(), HasSubstr("leaves through lo, not the Wi-Fi device wlp2s0")) << id;
         EXPECT_LT(std::chrono::steady_clock::now() - start, 1000ms) << "no ping series was sent";
     }
+}
+
+// ---- The captive portal and the internet check ----
+
+// The probe tests' HTTP server on this machine's loopback, at a port of its own.
+class LocalHttpServer {
+  public:
+    LocalHttpServer() {
+        process_.setProgram(QStringLiteral("/usr/bin/python3"));
+        process_.setArguments({QStringLiteral(WIFIPROFILE_SOURCE_DIR "/unittests/linux/probes/httpserver.py"),
+                               QStringLiteral("127.0.0.1"), QStringLiteral("0")});
+        process_.setProcessChannelMode(QProcess::SeparateChannels);
+        process_.start();
+        if (process_.waitForStarted(5000) && process_.waitForReadyRead(10000)) {
+            port_ = process_.readLine().trimmed().toInt();
+        }
+    }
+    ~LocalHttpServer() {
+        process_.kill();
+        process_.waitForFinished(5000);
+    }
+    int port() const { return port_; }
+    QUrl url(const char* path) const {
+        return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(port_).arg(QLatin1String(path)));
+    }
+
+  private:
+    QProcess process_;
+    int port_ = 0;
+};
+
+class CaptivePortalTest : public LinuxBackendTest {
+  protected:
+    // Joined on "Home" through a Wi-Fi device named after this machine's loopback device, so that
+    // the probes to the local server leave "through the Wi-Fi device".
+    void joinThroughLoopback() {
+        device_ =
+            mock().addWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("lo"), kActivated, scannedNow());
+        join(addAp(QStringLiteral("Home"), 2437));
+        activate(withKeyMgmt(wifiConnection(QStringLiteral("Home"), "Home"), QStringLiteral("wpa-psk")));
+    }
+    // NetworkManager's connectivity checking: available and enabled, or not; its global state.
+    void daemonChecks(bool checks, uint globalState) {
+        mock().addProperty(nm::kManagerPath, nm::kManagerInterface,
+                           QStringLiteral("ConnectivityCheckAvailable"), checks);
+        mock().addProperty(nm::kManagerPath, nm::kManagerInterface,
+                           QStringLiteral("ConnectivityCheckEnabled"), checks);
+        mock().setProperty(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("Connectivity"),
+                           QVariant(globalState));
+    }
+};
+
+TEST_F(CaptivePortalTest, TheDaemonsVerdictOnTheWiFiDeviceCountsNotTheGlobalState) {
+    // Docked: Ethernet makes the global state FULL, while the Wi-Fi's own IPv4 sits behind a portal.
+    joinThroughLoopback();
+    daemonChecks(true, nm::kConnectivityFull);
+    mock().addProperty(device_, nm::kDeviceInterface, QStringLiteral("Ip4Connectivity"),
+                       QVariant(nm::kConnectivityPortal));
+    const Outcome o = run(46);
+    EXPECT_EQ(verdictOf(o), (Verdict{true, false})) << o.errorText();
+    const auto profile = o.info("PreferredNetwork");
+    ASSERT_TRUE(profile) << o.errorText();
+    const auto record = profile->recordAs<NetworkProfile>();
+    ASSERT_TRUE(record);
+    EXPECT_TRUE(record->isCaptive);
+}
+
+TEST_F(CaptivePortalTest, WhereTheDaemonDoesNotCheckOurProbeFindsARedirect) {
+    // Stock Debian: no check URI, and the daemon calls any routed link FULL.
+    LocalHttpServer server;
+    ASSERT_NE(server.port(), 0) << "the local HTTP server did not start";
+    checkUrl_ = server.url("/redirect");
+    joinThroughLoopback();
+    daemonChecks(false, nm::kConnectivityFull);
+    const Outcome o = run(46);
+    EXPECT_EQ(verdictOf(o), (Verdict{true, false})) << o.errorText();
+}
+
+TEST_F(CaptivePortalTest, WhereTheDaemonDoesNotCheckOurProbeFindsTheInternet) {
+    LocalHttpServer server;
+    ASSERT_NE(server.port(), 0) << "the local HTTP server did not start";
+    checkUrl_ = server.url("/success");
+    checkBody_ = QByteArray("Success");
+    joinThroughLoopback();
+    daemonChecks(false, nm::kConnectivityPortal);  // the daemon's word does not count here
+    const Outcome o = run(46);
+    EXPECT_EQ(verdictOf(o), (Verdict{false, true})) << o.errorText();
+    EXPECT_EQ(verdictOf(run(11)), (Verdict{true, true}));
+    EXPECT_EQ(verdictOf(run(9)), (Verdict{true, true}));
+}
+
+TEST_F(LinuxBackendTest, AnInternetCheckThatWouldLeaveThroughAnotherDeviceIsNotMade) {
+    // The Wi-Fi device is wlp2s0; the check's address is reached through lo (a docked laptop's
+    // Ethernet, or a VPN, in real life).
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2437));
+    for (const std::int64_t id : {9, 11, 46}) {
+        const Outcome o = run(id);
+        EXPECT_EQ(o.errorCode(), 95) << id;
+        EXPECT_THAT(o.errorText(), HasSubstr("internet check address 127.0.0.1 leaves through lo, not the "
+                                             "Wi-Fi device wlp2s0"))
+            << id;
+    }
+}
+
+TEST_F(LinuxBackendTest, AResolverWhoseServerIsReachedThroughAnotherDeviceIsNotMeasured) {
+    // One of this machine's own addresses: the kernel reaches it through another device than wlp2s0.
+    QString own;
+    for (const QHostAddress& address : QNetworkInterface::allAddresses()) {
+        if (address.protocol() == QAbstractSocket::IPv4Protocol && !address.isLoopback()) {
+            own = address.toString();
+            break;
+        }
+    }
+    if (own.isEmpty()) {
+        GTEST_SKIP() << "this machine has no IPv4 address but the loopback one";
+    }
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    resolvConfPath_ = dir.filePath(QStringLiteral("resolv.conf"));
+    QFile conf(resolvConfPath_);
+    ASSERT_TRUE(conf.open(QIODevice::WriteOnly));
+    conf.write(
+        QStringLiteral("# Generated by NetworkManager\nsearch lan\nnameserver %1\n").arg(own).toUtf8());
+    conf.close();
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2437));
+    const Outcome o = run(7);
+    EXPECT_EQ(o.errorCode(), 95);
+    EXPECT_THAT(o.errorText(),
+                HasSubstr("the route to the DNS server address " + str(own) + " leaves through "));
+    EXPECT_THAT(o.errorText(), HasSubstr("not the Wi-Fi device wlp2s0"));
+}
+
+TEST_F(LinuxBackendTest, ALocalCachingResolverIsAskedAsItIs) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    resolvConfPath_ = dir.filePath(QStringLiteral("resolv.conf"));
+    QFile conf(resolvConfPath_);
+    ASSERT_TRUE(conf.open(QIODevice::WriteOnly));
+    conf.write("nameserver 127.0.0.53\noptions edns0\n");
+    conf.close();
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2437));
+    const Outcome o = run(7);  // the fixture resolves "localhost"
+    EXPECT_EQ(verdictOf(o), (Verdict{true, true})) << o.errorText();
 }
 
 // ---- The gateway when NetworkManager names none ----

@@ -1,4 +1,5 @@
 """The HTTP server of the probe tests' private network: python3 httpserver.py ADDRESS PORT.
+With PORT 0 it takes a free port and prints it on a line of its own once it listens.
 
 /generate_204 answers 204 with no body, /success 200 with the body "Success", /welcome 200 with a
 sign-in page, /redirect a 302 to http://portal.test/login, and /silent accepts the request and never
@@ -46,4 +47,7 @@ class Server(http.server.ThreadingHTTPServer):
 
 
 if __name__ == "__main__":
-    Server((sys.argv[1], int(sys.argv[2])), Handler).serve_forever()
+    server = Server((sys.argv[1], int(sys.argv[2])), Handler)
+    if int(sys.argv[2]) == 0:
+        print(server.server_address[1], flush=True)
+    server.serve_forever()

@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <optional>
 
 using platform::Value;
 using testsupport::MockSystemBus;
@@ -38,6 +39,25 @@ qint64 bootTimeMs() {
     return static_cast<qint64>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
+// Why the host cannot run in a network of its own here (no unshare, or user namespaces refused),
+// or nothing.
+std::optional<QString> noPrivateNetwork() {
+    QProcess probe;
+    probe.start(QStringLiteral("unshare"),
+                {QStringLiteral("-rn"), QStringLiteral("ip"), QStringLiteral("link"), QStringLiteral("set"),
+                 QStringLiteral("lo"), QStringLiteral("up")});
+    if (!probe.waitForFinished(10000) || probe.exitStatus() != QProcess::NormalExit ||
+        probe.exitCode() != 0) {
+        return QStringLiteral("unshare -rn with ip link set lo up failed: %1 %2")
+            .arg(probe.errorString(), QString::fromUtf8(probe.readAllStandardError()));
+    }
+    return std::nullopt;
+}
+
+// Runs the host in a network of its own (unshare -rn) holding only the loopback device, which the
+// mocked Wi-Fi device is named after: every probe goes to this machine's own loopback and leaves
+// "through the Wi-Fi device", and nothing of the machine's own network (its routes, its name
+// servers) decides an answer.
 HostOutcome runHost(const QString& busAddress, const QStringList& more) {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -45,11 +65,14 @@ HostOutcome runHost(const QString& busAddress, const QStringList& more) {
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     process.setProcessEnvironment(environment);
     // Every probe target is on this machine: the loopback address and a port nobody listens on.
-    process.start(kHost, QStringList{QStringLiteral("--ping-wan"), QStringLiteral("127.0.0.1"),
-                                     QStringLiteral("--dns-name"), QStringLiteral("localhost"),
-                                     QStringLiteral("--check-url"), QStringLiteral("http://127.0.0.1:9/"),
-                                     QStringLiteral("--timeout"), QStringLiteral("120")} +
-                             more);
+    process.start(QStringLiteral("unshare"),
+                  QStringList{QStringLiteral("-rn"), QStringLiteral("sh"), QStringLiteral("-c"),
+                              QStringLiteral("ip link set lo up && exec \"$0\" \"$@\""), kHost,
+                              QStringLiteral("--ping-wan"), QStringLiteral("127.0.0.1"),
+                              QStringLiteral("--dns-name"), QStringLiteral("localhost"),
+                              QStringLiteral("--check-url"), QStringLiteral("http://127.0.0.1:9/"),
+                              QStringLiteral("--timeout"), QStringLiteral("120")} +
+                      more);
     EXPECT_TRUE(process.waitForFinished(150000));
     HostOutcome run;
     run.exitCode = process.exitCode();
@@ -82,6 +105,9 @@ class LinuxRunTest : public ::testing::Test {
         if (const auto missing = MockSystemBus::missingTools()) {
             GTEST_SKIP() << "cannot start a mocked NetworkManager here: " << missing->toStdString();
         }
+        if (const auto missing = noPrivateNetwork()) {
+            GTEST_SKIP() << "cannot give the host a network of its own: " << missing->toStdString();
+        }
         MockSystemBus::Options options;
         options.bluez = true;
         bus_ = std::make_unique<MockSystemBus>(options);
@@ -92,7 +118,7 @@ class LinuxRunTest : public ::testing::Test {
     QString joinHome() {
         MockSystemBus::WiFiDeviceExtras extras;
         extras.lastScan = bootTimeMs();
-        const QString device = bus_->addWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("wlp2s0"),
+        const QString device = bus_->addWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("lo"),
                                                    nm::kDeviceStateActivated, extras);
         const QString home =
             bus_->addAccessPoint(device, QStringLiteral("ap1"), QStringLiteral("Pemberton Home"),
@@ -112,6 +138,13 @@ class LinuxRunTest : public ::testing::Test {
         bus_->setAccessPointSecurity(home, 0x1, 0, 0x188);
         bus_->addIp4Config(device, QStringLiteral("ip4"), {{QStringLiteral("127.0.0.1"), 8}},
                            QStringLiteral("127.0.0.1"));
+        // The daemon checks connectivity, and finds the Wi-Fi device's IPv4 online.
+        bus_->addProperty(nm::kManagerPath, nm::kManagerInterface,
+                          QStringLiteral("ConnectivityCheckAvailable"), true);
+        bus_->addProperty(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("ConnectivityCheckEnabled"),
+                          true);
+        bus_->addProperty(device, nm::kDeviceInterface, QStringLiteral("Ip4Connectivity"),
+                          QVariant(nm::kConnectivityFull));
         bus_->addAdapter(QStringLiteral("hci0"), QStringLiteral("laptop"));
         bus_->addBluetoothDevice(QStringLiteral("hci0"), QStringLiteral("11:22:33:44:55:66"),
                                  QStringLiteral("mouse"));
