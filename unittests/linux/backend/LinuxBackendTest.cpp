@@ -1302,6 +1302,28 @@ TEST_F(CaptivePortalTest, WhereTheDaemonDoesNotCheckOurProbeFindsTheInternet) {
     EXPECT_EQ(verdictOf(run(9)), (Verdict{true, true}));
 }
 
+TEST_F(CaptivePortalTest, ACancelEndsTheDaemonsLongConnectivityCheckAtOnce) {
+    joinThroughLoopback();
+    daemonChecks(true, nm::kConnectivityFull);
+    // The daemon's own check may take it up to 20 s; here it takes 3.
+    mock().addMethod(nm::kManagerPath, nm::kManagerInterface, QStringLiteral("CheckConnectivity"), QString(),
+                     QStringLiteral("u"), QStringLiteral("import time\ntime.sleep(3)\nret = 4"));
+    auto backend = sharedBackend();
+    auto answer = std::async(std::launch::async, [&backend] {
+        ErrorRef error;
+        backend->runDiagnosticsTests({DiagnosticsTestRequest::requestWithTestID(46, nullptr)}, &error);
+        return error;
+    });
+    std::this_thread::sleep_for(500ms);  // well inside the daemon's check
+    const auto cancelled = Clock::now();
+    backend->cancelAllRequests();
+    ASSERT_EQ(answer.wait_for(2s), std::future_status::ready) << "the check did not end with the cancel";
+    EXPECT_LT(Clock::now() - cancelled, 500ms);
+    const ErrorRef error = answer.get();
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code, 125);
+}
+
 TEST_F(LinuxBackendTest, AnInternetCheckThatWouldLeaveThroughAnotherDeviceIsNotMade) {
     // The Wi-Fi device is wlp2s0; the check's address is reached through lo (a docked laptop's
     // Ethernet, or a VPN, in real life).
