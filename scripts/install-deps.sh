@@ -6,7 +6,9 @@ packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools libgl-dev libgte
           clang libclang-rt-14-dev  # the fuzz targets: clang with libFuzzer and the sanitizers
           # the real-system backend's tests: mocked NetworkManager and BlueZ on a private bus, and
           # private networks in namespaces with a resolver, NAT routers and the ping program
-          python3-dbusmock dbus dnsmasq-base nftables iproute2 iputils-ping)
+          python3-dbusmock dbus dnsmasq-base nftables iproute2 iputils-ping
+          # the NetworkManager readers against Debian's real daemon, run in a namespace (realnm)
+          network-manager)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
