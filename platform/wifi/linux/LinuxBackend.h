@@ -33,12 +33,14 @@ class HttpProbe;
 class WirelessEnabledWatcher;
 struct NMAccessPoint;
 struct NMDevice;
+struct NMScanWait;
 struct NMConnectionSettings;
 struct BluetoothState;
 
 // The service's error codes (errno values, as the platform's service uses them).
 namespace servicecode {
 inline constexpr std::int64_t kNoSuchNetwork = 2;  // the named network is not in the scan
+inline constexpr std::int64_t kNotPermitted = 13;  // the system refuses this user what the test needs
 inline constexpr std::int64_t kSystem = 5;         // a system service gave no usable answer
 inline constexpr std::int64_t kNotJoined = 57;     // the test needs a joined network
 inline constexpr std::int64_t kTimedOut = 60;      // no fresh scan within the scan timeout
@@ -153,6 +155,9 @@ class LinuxBackend final : public WiFiBackend {
     // Error 95 when NetworkManager's access points are made up (its iwd backend).
     void requireRealAccessPoints() const;
     std::vector<NMAccessPoint> scan(const Request& request);
+    // The daemon's last scan when it refused a fresh one, said on stderr; error 13 or 95 when it
+    // has none.
+    std::int64_t lastScanInsteadOfARefusedOne(const NMScanWait& wait);
     NMAccessPoint targetAccessPoint(const Request& request);
     std::optional<NMConnectionSettings> activeConnection() const;
     // The most recently used connection saved for the SSID.
@@ -191,6 +196,7 @@ class LinuxBackend final : public WiFiBackend {
     int scansRequested_ = 0;
     // The last scan read, kept while NetworkManager's LastScan stays the same.
     std::optional<std::int64_t> cachedScanTime_;
+    std::int64_t lastStaleScanTold_ = -1;  // the last scan the user heard was used for a refused one
     std::shared_ptr<const std::vector<NMAccessPoint>> cachedScan_;
 };
 

@@ -339,7 +339,16 @@ NMScanWait NetworkManagerClient::waitForFreshScan(const QString& devicePath,
         out.outcome = NMScanWait::Outcome::Cancelled;
         return out;
     }
-    requestScan(devicePath);
+    try {
+        requestScan(devicePath);
+    } catch (const DBusReadError& error) {
+        if (error.kind() != DBusReadError::Kind::Refused && error.kind() != DBusReadError::Kind::CallFailed) {
+            throw;
+        }
+        out.outcome = NMScanWait::Outcome::Refused;
+        out.refusal = error;
+        return out;
+    }
     auto nextPoll = Clock::now();
     while (true) {
         if (cancelled()) {

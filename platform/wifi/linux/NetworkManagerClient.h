@@ -184,8 +184,11 @@ struct NMConnectivityChecking {
 
 // How a wait for a fresh scan ended.
 struct NMScanWait {
-    enum class Outcome { Fresh, TimedOut, Cancelled };
+    // Refused: RequestScan was refused (the polkit right wifi.scan, which sessions that are not
+    // local lack) or failed (the device is unavailable); refusal holds the daemon's answer.
+    enum class Outcome { Fresh, TimedOut, Cancelled, Refused };
     Outcome outcome = Outcome::TimedOut;
+    std::optional<DBusReadError> refusal;
     std::int64_t lastScanBefore = -1;
     std::int64_t lastScanAfter = -1;  // the last value read
 };
@@ -266,7 +269,8 @@ class NetworkManagerClient {
     // RequestScan({}).
     void requestScan(const QString& devicePath) const;
     // Asks for a scan and waits until the device's LastScan changes (Fresh), timeout passes
-    // (TimedOut) or isCancelled() answers true (Cancelled; checked every few milliseconds). LastScan
+    // (TimedOut) or isCancelled() answers true (Cancelled; checked every few milliseconds); a
+    // request the daemon does not take is Refused. LastScan
     // is read every pollInterval, each read held to what is left of the timeout, so the wait ends
     // in time even when the service is slow. Errors of the bus throw DBusReadError.
     NMScanWait waitForFreshScan(

@@ -61,6 +61,30 @@ void LinuxBackend::requireRealAccessPoints() const {
     }
 }
 
+std::int64_t LinuxBackend::lastScanInsteadOfARefusedOne(const NMScanWait& wait) {
+    const QString why = wait.refusal ? wait.refusal->text() : QStringLiteral("no reason given");
+    if (wait.lastScanBefore < 0) {
+        fail(wait.refusal && wait.refusal->kind() == DBusReadError::Kind::Refused
+                 ? servicecode::kNotPermitted
+                 : servicecode::kNotSupported,
+             QStringLiteral("NetworkManager refused a scan and has none to reuse: %1").arg(why));
+    }
+    // The daemon's last scan stands in; the user hears once per scan how old it is.
+    bool tell = false;
+    {
+        std::lock_guard lock(mutex_);
+        tell = lastStaleScanTold_ != wait.lastScanBefore;
+        lastStaleScanTold_ = wait.lastScanBefore;
+    }
+    if (tell && options_.warn) {
+        options_.warn(
+            QStringLiteral("NetworkManager refused a fresh scan (%1); the tests use its last scan, %2 s old")
+                .arg(why)
+                .arg((bootTimeMs() - wait.lastScanBefore) / 1000));
+    }
+    return wait.lastScanBefore;
+}
+
 std::vector<NMAccessPoint> LinuxBackend::scan(const Request& request) {
     requireRealAccessPoints();
     const QString device = wifiDevicePath();
@@ -95,6 +119,9 @@ std::vector<NMAccessPoint> LinuxBackend::scan(const Request& request) {
             case NMScanWait::Outcome::TimedOut:
                 fail(servicecode::kTimedOut, QStringLiteral("NetworkManager finished no scan within %1 ms")
                                                  .arg(options_.scanTimeout.count()));
+            case NMScanWait::Outcome::Refused:
+                lastScan = lastScanInsteadOfARefusedOne(wait);
+                break;
         }
     }
     {

@@ -1064,6 +1064,41 @@ TEST_F(LinuxBackendTest, AScanOlderThanAllowedIsRenewedOnce) {
     EXPECT_EQ(backend().scansRequested(), 1);
 }
 
+TEST_F(LinuxBackendTest, ARefusedScanFallsBackToTheDaemonsLastScanAndSaysHowOld) {
+    MockSystemBus::WiFiDeviceExtras extras;
+    extras.lastScan = bootTimeMs() - 90'000;  // a minute and a half ago
+    addDevice(extras);
+    addAp(QStringLiteral("Home"), 2437);
+    // A session that is not local lacks the polkit right wifi.scan.
+    mock().addMethod(device_, nm::kWirelessInterface, QStringLiteral("RequestScan"), QStringLiteral("a{sv}"),
+                     QString(),
+                     QStringLiteral("raise dbus.exceptions.DBusException('Not authorized to request a scan', "
+                                    "name='org.freedesktop.NetworkManager.PermissionDenied')"));
+    const Outcome o = run(31, maxAge(0));
+    EXPECT_EQ(verdictOf(o), (Verdict{false, true})) << o.errorText();
+    EXPECT_EQ(scannedNames(o), QStringList({QStringLiteral("Home")}));
+    EXPECT_EQ(run(30, maxAge(0)).errorCode(), -1);
+    std::lock_guard lock(warningsMutex_);
+    ASSERT_EQ(warnings_.size(), 1u);  // once for that last scan
+    EXPECT_THAT(str(warnings_[0]), HasSubstr("NetworkManager refused a fresh scan ("));
+    EXPECT_THAT(str(warnings_[0]), HasSubstr("Not authorized to request a scan"));
+    EXPECT_THAT(str(warnings_[0]), ::testing::ContainsRegex("the tests use its last scan, 9[01] s old"));
+}
+
+TEST_F(LinuxBackendTest, ARefusedScanWithNoneToReuseIsNamed) {
+    MockSystemBus::WiFiDeviceExtras extras;
+    extras.lastScan = -1;  // the device never scanned
+    addDevice(extras);
+    mock().addMethod(
+        device_, nm::kWirelessInterface, QStringLiteral("RequestScan"), QStringLiteral("a{sv}"), QString(),
+        QStringLiteral("raise dbus.exceptions.DBusException('Scanning not allowed while unavailable', "
+                       "name='org.freedesktop.NetworkManager.Device.NotAllowed')"));
+    const Outcome o = run(31, maxAge(0));
+    EXPECT_EQ(o.errorCode(), 95);
+    EXPECT_THAT(o.errorText(), HasSubstr("NetworkManager refused a scan and has none to reuse"));
+    EXPECT_THAT(o.errorText(), HasSubstr("Scanning not allowed while unavailable"));
+}
+
 TEST_F(LinuxBackendTest, AScanThatNeverFinishesTimesOut) {
     addDevice();
     const auto start = Clock::now();
