@@ -103,13 +103,11 @@ WirelessEnabledWatcher::WirelessEnabledWatcher(QDBusConnection connection, QObje
       onChange_(std::move(onChange)),
       onError_(std::move(onError)) {
     moveToThread(context->thread());
-    const bool standard = connection_.connect(nm::kService, nm::kManagerPath, kPropertiesInterface,
-                                              QStringLiteral("PropertiesChanged"), this,
-                                              SLOT(onPropertiesChanged(QString, QVariantMap, QStringList)));
-    const bool own = connection_.connect(nm::kService, nm::kManagerPath, nm::kManagerInterface,
-                                         QStringLiteral("PropertiesChanged"), this,
-                                         SLOT(onManagerPropertiesChanged(QVariantMap)));
-    watching_ = standard && own;
+    // Only the standard signal: NetworkManager stopped sending its own older PropertiesChanged of
+    // the manager interface in 1.32.
+    watching_ = connection_.connect(nm::kService, nm::kManagerPath, kPropertiesInterface,
+                                    QStringLiteral("PropertiesChanged"), this,
+                                    SLOT(onPropertiesChanged(QString, QVariantMap, QStringList)));
 }
 
 WirelessEnabledWatcher::~WirelessEnabledWatcher() {
@@ -119,23 +117,16 @@ WirelessEnabledWatcher::~WirelessEnabledWatcher() {
     connection_.disconnect(nm::kService, nm::kManagerPath, kPropertiesInterface,
                            QStringLiteral("PropertiesChanged"), this,
                            SLOT(onPropertiesChanged(QString, QVariantMap, QStringList)));
-    connection_.disconnect(nm::kService, nm::kManagerPath, nm::kManagerInterface,
-                           QStringLiteral("PropertiesChanged"), this,
-                           SLOT(onManagerPropertiesChanged(QVariantMap)));
 }
 
 void WirelessEnabledWatcher::onPropertiesChanged(const QString& interface, const QVariantMap& changed,
                                                  const QStringList&) {
     if (interface == nm::kManagerInterface) {
-        deliver(changed, kPropertiesInterface + QStringLiteral(".PropertiesChanged"));
+        deliver(changed);
     }
 }
 
-void WirelessEnabledWatcher::onManagerPropertiesChanged(const QVariantMap& changed) {
-    deliver(changed, nm::kManagerInterface + QStringLiteral(".PropertiesChanged"));
-}
-
-void WirelessEnabledWatcher::deliver(const QVariantMap& changed, const QString& signalName) {
+void WirelessEnabledWatcher::deliver(const QVariantMap& changed) {
     if (!context_) {
         return;
     }
@@ -143,9 +134,10 @@ void WirelessEnabledWatcher::deliver(const QVariantMap& changed, const QString& 
     if (value == changed.end()) {
         return;
     }
-    const DBusField field(DBusValue::fromQt(value.value()),
-                          DBusPlace{nm::kService, nm::kManagerPath, nm::kManagerInterface, kWirelessEnabled,
-                                    QStringLiteral(" (signal %1)").arg(signalName)});
+    const DBusField field(
+        DBusValue::fromQt(value.value()),
+        DBusPlace{nm::kService, nm::kManagerPath, nm::kManagerInterface, kWirelessEnabled,
+                  QStringLiteral(" (signal %1.PropertiesChanged)").arg(kPropertiesInterface)});
     bool enabled = false;
     try {
         enabled = field.readBool();

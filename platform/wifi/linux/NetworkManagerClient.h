@@ -194,9 +194,9 @@ struct NMScanWait {
 };
 
 // Delivers changes of NetworkManager's WirelessEnabled on the thread of a QObject (the main
-// thread): onChange(enabled) once per change. It listens to the properties-changed signal of the
-// manager object (the standard one and NetworkManager's own older one, which it may send as well;
-// a value equal to the last one delivered is not delivered twice). A changed value of the wrong
+// thread): onChange(enabled) once per change. It listens to the standard properties-changed signal
+// of the manager object (NetworkManager's own older one is gone since 1.32); a value equal to the
+// last one delivered is not delivered twice. A changed value of the wrong
 // type goes to onError. Destroy it on the context's thread; it stops on its own when the context
 // object goes away.
 class WirelessEnabledWatcher final : public QObject {
@@ -210,13 +210,12 @@ class WirelessEnabledWatcher final : public QObject {
   private slots:
     void onPropertiesChanged(const QString& interface, const QVariantMap& changed,
                              const QStringList& invalidated);
-    void onManagerPropertiesChanged(const QVariantMap& changed);
 
   private:
     friend class NetworkManagerClient;
     WirelessEnabledWatcher(QDBusConnection connection, QObject* context, std::function<void(bool)> onChange,
                            std::function<void(const DBusReadError&)> onError);
-    void deliver(const QVariantMap& changed, const QString& signalName);
+    void deliver(const QVariantMap& changed);
 
     QDBusConnection connection_;
     QPointer<QObject> context_;
