@@ -79,11 +79,14 @@ DBusReadError errorFromReply(Action action, const DBusPlace& place, const QDBusM
         return DBusReadError(Kind::Refused, QStringLiteral("%1 was refused: %2").arg(what, detail), name);
     }
     // An object that is not there: libdbus answers UnknownObject; a GDBus service (NetworkManager)
-    // answers UnknownMethod for the Properties interface, which every object of its has.
+    // answers UnknownMethod, for the Properties interface (which every object of its has) and for a
+    // method call saying "Object does not exist at path".
     const bool propertyAccess =
         action == Action::Read || action == Action::ReadAll || action == Action::Write;
+    const bool unknownMethod = name == QLatin1String("org.freedesktop.DBus.Error.UnknownMethod");
     if (name == QLatin1String("org.freedesktop.DBus.Error.UnknownObject") ||
-        (propertyAccess && name == QLatin1String("org.freedesktop.DBus.Error.UnknownMethod"))) {
+        (propertyAccess && unknownMethod) ||
+        (unknownMethod && message.startsWith(QLatin1String("Object does not exist at path")))) {
         return DBusReadError(Kind::NoSuchObject,
                              QStringLiteral("%1: there is no such object (%2)").arg(what, detail), name);
     }

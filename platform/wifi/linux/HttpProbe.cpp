@@ -126,14 +126,19 @@ std::shared_ptr<HttpProbe::Exchange> HttpProbe::exchange(const QUrl& url, bool h
         return nullptr;
     }
     QNetworkRequest request(url);
-    if (connectTo && scheme == QLatin1String("http")) {
-        // The address the caller resolved; the server still learns which host is asked for.
+    if (connectTo) {
+        // The address the caller resolved: Qt resolves nothing (its lookups run on pool threads
+        // that nobody can stop while the resolver hangs). The server still learns which host is
+        // asked for, and TLS names and verifies that host.
         QUrl direct = url;
         direct.setHost(connectTo->toString());
         request.setUrl(direct);
         const QString host = url.host(QUrl::FullyEncoded);
         request.setRawHeader(
             "Host", (url.port() >= 0 ? QStringLiteral("%1:%2").arg(host).arg(url.port()) : host).toUtf8());
+        if (scheme == QLatin1String("https")) {
+            request.setPeerVerifyName(url.host());
+        }
     }
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);

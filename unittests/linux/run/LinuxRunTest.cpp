@@ -58,21 +58,25 @@ std::optional<QString> noPrivateNetwork() {
 // mocked Wi-Fi device is named after: every probe goes to this machine's own loopback and leaves
 // "through the Wi-Fi device", and nothing of the machine's own network (its routes, its name
 // servers) decides an answer.
-HostOutcome runHost(const QString& busAddress, const QStringList& more) {
+// The probe targets of every run: the loopback address and a port nobody listens on.
+const QStringList kLocalTargets = {QStringLiteral("--ping-wan"),  QStringLiteral("127.0.0.1"),
+                                   QStringLiteral("--dns-name"),  QStringLiteral("localhost"),
+                                   QStringLiteral("--check-url"), QStringLiteral("http://127.0.0.1:9/"),
+                                   QStringLiteral("--timeout"),   QStringLiteral("120")};
+
+// Runs the host through unshare with these flags and a shell script that sets the namespace up and
+// then runs "$0" "$@" (the host and its arguments).
+HostOutcome runHostIn(const QString& busAddress, const QStringList& unshareFlags, const QString& script,
+                      const QStringList& arguments, const QProcessEnvironment& extra = {}) {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), busAddress);
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    environment.insert(extra);
     process.setProcessEnvironment(environment);
-    // Every probe target is on this machine: the loopback address and a port nobody listens on.
-    process.start(QStringLiteral("unshare"),
-                  QStringList{QStringLiteral("-rn"), QStringLiteral("sh"), QStringLiteral("-c"),
-                              QStringLiteral("ip link set lo up && exec \"$0\" \"$@\""), kHost,
-                              QStringLiteral("--ping-wan"), QStringLiteral("127.0.0.1"),
-                              QStringLiteral("--dns-name"), QStringLiteral("localhost"),
-                              QStringLiteral("--check-url"), QStringLiteral("http://127.0.0.1:9/"),
-                              QStringLiteral("--timeout"), QStringLiteral("120")} +
-                      more);
+    process.start(
+        QStringLiteral("unshare"),
+        unshareFlags + QStringList{QStringLiteral("sh"), QStringLiteral("-c"), script, kHost} + arguments);
     EXPECT_TRUE(process.waitForFinished(150000));
     HostOutcome run;
     run.exitCode = process.exitCode();
@@ -84,6 +88,11 @@ HostOutcome runHost(const QString& busAddress, const QStringList& more) {
         run.result = parsed->toDictionary();
     }
     return run;
+}
+
+HostOutcome runHost(const QString& busAddress, const QStringList& more) {
+    return runHostIn(busAddress, {QStringLiteral("-rn")},
+                     QStringLiteral("ip link set lo up && exec \"$0\" \"$@\""), kLocalTargets + more);
 }
 
 // A dictionary inside the result: data -> name.
@@ -267,4 +276,41 @@ TEST(LinuxRunWithoutBus, NoSystemBusMeansTheSimulatedDevice) {
     EXPECT_EQ(refused.exitCode, 5);
     EXPECT_TRUE(refused.err.startsWith(QStringLiteral("wifi-profile: no NetworkManager on the system bus")))
         << refused.err.toStdString();
+}
+
+TEST_F(LinuxRunTest, AResolverThatNeverAnswersDoesNotHoldUpTheEndOfTheRun) {
+    // The network's resolver drops every query (a server on 53 that never answers): the internet
+    // check's name does not resolve within its time, and the lookups still hang when the run ends.
+    joinHome();
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    QFile conf(dir.filePath(QStringLiteral("resolv.conf")));
+    ASSERT_TRUE(conf.open(QIODevice::WriteOnly));
+    conf.write("nameserver 127.0.0.1\noptions timeout:30 attempts:1\n");
+    conf.close();
+    QProcessEnvironment extra;
+    extra.insert(QStringLiteral("WIFI_TEST_RESOLV_CONF"), conf.fileName());
+    const QString script = QStringLiteral(
+        "ip link set lo up && mount --bind \"$WIFI_TEST_RESOLV_CONF\" /etc/resolv.conf || exit 97\n"
+        "/usr/bin/python3 -c \"import socket, time; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM); "
+        "s.bind(('127.0.0.1', 53)); time.sleep(120)\" &\n"
+        "silent=$!\n"
+        "sleep 0.3\n"
+        "\"$0\" \"$@\"; code=$?\n"
+        "kill $silent\n"
+        "exit $code\n");
+    const HostOutcome run =
+        runHostIn(bus_->address(), {QStringLiteral("-rnm")}, script,
+                  {QStringLiteral("--ping-wan"), QStringLiteral("127.0.0.1"), QStringLiteral("--dns-name"),
+                   QStringLiteral("localhost"), QStringLiteral("--check-url"),
+                   QStringLiteral("http://check.test:9/"), QStringLiteral("--timeout"), QStringLiteral("120"),
+                   QStringLiteral("--backend"), QStringLiteral("linux")},
+                  extra);
+    ASSERT_NE(run.exitCode, 97) << "cannot put the silent resolver in place: " << run.err.toStdString();
+    ASSERT_EQ(run.exitCode, 0) << run.err.right(1500).toStdString();
+    const auto current = section(run, "currentNetwork");
+    ASSERT_TRUE(current) << run.out.toStdString();
+    EXPECT_EQ(current->value(QStringLiteral("reachedOrvane")), Value::boolean(false));
+    EXPECT_FALSE(run.err.contains(QStringLiteral("did not end"))) << run.err.toStdString();
+    EXPECT_FALSE(run.err.contains(QStringLiteral("still running"))) << run.err.toStdString();
 }
