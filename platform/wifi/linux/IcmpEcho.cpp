@@ -9,6 +9,8 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/icmp6.h>
 #include <netinet/in.h>
 #include <netinet/ip_icmp.h>
 #include <poll.h>
@@ -42,21 +44,105 @@ QString errnoText(int error) {
     return QString::fromLocal8Bit(std::strerror(error));
 }
 
-sockaddr_in socketAddress(const QHostAddress& address, quint16 port) {
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_port = htons(port);
-    result.sin_addr.s_addr = htonl(address.toIPv4Address());
-    return result;
+// A target address as the socket calls and the ping program take it.
+struct Target {
+    bool ipv6 = false;
+    in_addr ipv4{};
+    in6_addr ipv6Address{};
+    unsigned scopeIndex = 0;                // the interface of a link-local IPv6 target
+    std::optional<QString> scopeInterface;  // its name
+    QString text;                           // the address, a link-local one with its interface
+
+    // The address with a port; answers its length.
+    socklen_t socketAddress(quint16 port, sockaddr_storage& storage) const {
+        storage = {};
+        if (ipv6) {
+            auto& address = reinterpret_cast<sockaddr_in6&>(storage);
+            address.sin6_family = AF_INET6;
+            address.sin6_port = htons(port);
+            address.sin6_addr = ipv6Address;
+            address.sin6_scope_id = scopeIndex;
+            return sizeof address;
+        }
+        auto& address = reinterpret_cast<sockaddr_in&>(storage);
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr = ipv4;
+        return sizeof address;
+    }
+};
+
+// An IPv4-mapped IPv6 address ("::ffff:10.0.0.1") is its IPv4 address.
+bool isIPv4(const QHostAddress& address) {
+    bool ipv4 = false;
+    address.toIPv4Address(&ipv4);
+    return ipv4;
 }
 
-platform::ErrorRef checkRequest(const PingRequest& request) {
-    bool isIPv4 = false;
-    request.target.toIPv4Address(&isIPv4);
-    if (!isIPv4) {
+bool isIPv6(const QHostAddress& address) {
+    return !isIPv4(address) && address.protocol() == QAbstractSocket::IPv6Protocol;
+}
+
+// The checks of the address alone: an IPv4 or IPv6 address, and a link-local IPv6 one with a
+// scope, for a link-local address is the same on every link and means nothing without one.
+platform::ErrorRef checkAddress(const QHostAddress& address, const QString& what) {
+    if (!isIPv4(address) && !isIPv6(address)) {
         return probeError(
             probecode::kInvalidArgument,
-            QStringLiteral("the ping target \"%1\" is not an IPv4 address").arg(request.target.toString()));
+            QStringLiteral("the %1 \"%2\" is not an IPv4 or IPv6 address").arg(what, address.toString()));
+    }
+    if (isIPv6(address) && address.isLinkLocal() && address.scopeId().isEmpty()) {
+        return probeError(probecode::kInvalidArgument,
+                          QStringLiteral("the %1 \"%2\" is a link-local address without the interface it "
+                                         "is on (its scope, as in \"%2%wlan0\")")
+                              .arg(what, address.toString()));
+    }
+    return nullptr;
+}
+
+// The target for the socket calls: the scope of a link-local address looked up as an interface
+// name or index; error 65 when no interface of this system has it.
+ProbeOutcome<Target> targetOf(const QHostAddress& address, const QString& what) {
+    if (platform::ErrorRef error = checkAddress(address, what)) {
+        return error;
+    }
+    Target target;
+    if (isIPv4(address)) {
+        const QHostAddress plain(address.toIPv4Address());
+        target.ipv4.s_addr = htonl(plain.toIPv4Address());
+        target.text = plain.toString();
+        return target;
+    }
+    target.ipv6 = true;
+    const Q_IPV6ADDR bytes = address.toIPv6Address();
+    std::memcpy(target.ipv6Address.s6_addr, bytes.c, sizeof bytes.c);
+    target.text = QHostAddress(bytes).toString();
+    if (!address.isLinkLocal()) {
+        return target;  // a scope of a global address changes nothing
+    }
+    const QString scope = address.scopeId();
+    bool numeric = false;
+    const uint index = scope.toUInt(&numeric);
+    char name[IF_NAMESIZE] = {};
+    if (numeric && index != 0 && ::if_indextoname(index, name)) {
+        target.scopeIndex = index;
+        target.scopeInterface = QString::fromLocal8Bit(name);
+    } else if (!numeric) {
+        target.scopeIndex = ::if_nametoindex(scope.toLocal8Bit().constData());
+        target.scopeInterface = scope;
+    }
+    if (target.scopeIndex == 0) {
+        return probeError(probecode::kUnreachable,
+                          QStringLiteral("there is no route to %1: this system has no interface %2")
+                              .arg(address.toString(), scope));
+    }
+    target.text += QLatin1Char('%') + *target.scopeInterface;
+    return target;
+}
+
+ProbeOutcome<Target> checkRequest(const PingRequest& request) {
+    if (platform::ErrorRef error = checkAddress(request.target, QStringLiteral("ping target"))) {
+        return error;
     }
     if (request.count < 1 || request.count > kMaxCount) {
         return probeError(
@@ -75,7 +161,12 @@ platform::ErrorRef checkRequest(const PingRequest& request) {
                               .arg(request.replyTimeout.count())
                               .arg(describeDuration(kMaxDuration)));
     }
-    return nullptr;
+    return targetOf(request.target, QStringLiteral("ping target"));
+}
+
+// What the datagram sockets of the target's family are called in messages.
+QString echoSocketKind(const Target& target) {
+    return target.ipv6 ? QStringLiteral("ICMPv6") : QStringLiteral("ICMP");
 }
 
 QString pingGroupRange() {
@@ -86,14 +177,15 @@ QString pingGroupRange() {
     return QString::fromLatin1(file.readAll()).simplified();
 }
 
-platform::ErrorRef refusedError(int socketError, const QString& more) {
+// The one setting governs the ICMPv6 datagram sockets too.
+platform::ErrorRef refusedError(const Target& target, int socketError, const QString& more) {
     return probeError(
         probecode::kPermission,
-        QStringLiteral("the kernel refuses ICMP datagram sockets to this user (%1): the setting "
-                       "net.ipv4.ping_group_range (now \"%2\") does not include the user's group, %3; "
+        QStringLiteral("the kernel refuses %1 datagram sockets to this user (%2): the setting "
+                       "net.ipv4.ping_group_range (now \"%3\") does not include the user's group, %4; "
                        "allow the group, for example with sysctl -w net.ipv4.ping_group_range=\"0 "
                        "2147483647\", or install a ping program (Debian package iputils-ping)")
-            .arg(errnoText(socketError), pingGroupRange(), more));
+            .arg(echoSocketKind(target), errnoText(socketError), pingGroupRange(), more));
 }
 
 // Errors of a send or a receive that mean a request or its reply was lost on the way, not that
@@ -122,12 +214,25 @@ std::array<unsigned char, kPayloadSize> payloadPattern() {
     return pattern;
 }
 
-// One echo series over a connected ICMP datagram socket.
+// The header of an echo request or reply: the same in ICMP (RFC 792) and ICMPv6 (RFC 4443), only
+// the types differ. A datagram socket has the kernel fill in the checksum and the identifier.
+struct EchoHeader {
+    std::uint8_t type = 0;
+    std::uint8_t code = 0;
+    std::uint16_t checksum = 0;
+    std::uint16_t identifier = 0;
+    std::uint16_t sequence = 0;  // network order
+};
+static_assert(sizeof(EchoHeader) == sizeof(icmphdr) && sizeof(EchoHeader) == sizeof(icmp6_hdr));
+
+// One echo series over a connected ICMP or ICMPv6 datagram socket.
 class EchoSeries {
   public:
-    EchoSeries(int socket, const PingRequest& request)
+    EchoSeries(int socket, const PingRequest& request, bool ipv6)
         : socket_(socket),
           request_(request),
+          requestType_(ipv6 ? ICMP6_ECHO_REQUEST : ICMP_ECHO),
+          replyType_(ipv6 ? ICMP6_ECHO_REPLY : ICMP_ECHOREPLY),
           sentAt_(static_cast<std::size_t>(request.count)),
           replied_(static_cast<std::size_t>(request.count), false) {}
 
@@ -173,10 +278,10 @@ class EchoSeries {
 
   private:
     platform::ErrorRef send(int index) {
-        std::array<unsigned char, sizeof(icmphdr) + kPayloadSize> packet{};
-        icmphdr header{};
-        header.type = ICMP_ECHO;
-        header.un.echo.sequence = htons(static_cast<uint16_t>(index));  // the kernel sets the id
+        std::array<unsigned char, sizeof(EchoHeader) + kPayloadSize> packet{};
+        EchoHeader header;
+        header.type = requestType_;
+        header.sequence = htons(static_cast<uint16_t>(index));
         std::memcpy(packet.data(), &header, sizeof header);
         const auto pattern = payloadPattern();
         std::memcpy(packet.data() + sizeof header, pattern.data(), pattern.size());
@@ -208,13 +313,13 @@ class EchoSeries {
                 }
                 continue;  // a reported loss (an ICMP error); what follows may still be replies
             }
-            if (static_cast<std::size_t>(size) < sizeof(icmphdr)) {
+            if (static_cast<std::size_t>(size) < sizeof(EchoHeader)) {
                 continue;
             }
-            icmphdr header{};
+            EchoHeader header;
             std::memcpy(&header, buffer.data(), sizeof header);
-            const int index = ntohs(header.un.echo.sequence);
-            if (header.type != ICMP_ECHOREPLY || index >= sentCount) {
+            const int index = ntohs(header.sequence);
+            if (header.type != replyType_ || index >= sentCount) {
                 continue;
             }
             const auto pattern = payloadPattern();
@@ -233,6 +338,8 @@ class EchoSeries {
 
     int socket_;
     const PingRequest& request_;
+    std::uint8_t requestType_;
+    std::uint8_t replyType_;
     std::vector<steady_clock::time_point> sentAt_;
     std::vector<bool> replied_;
     std::vector<double> replies_;
@@ -399,26 +506,53 @@ QString systemPingProgram() {
     return {};
 }
 
-ProbeOutcome<std::optional<QString>> outgoingInterface(const QHostAddress& target) {
-    const ScopedFd socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+namespace {
+
+bool sameAddress(const sockaddr* entry, const sockaddr_storage& local) {
+    if (!entry || entry->sa_family != local.ss_family) {
+        return false;
+    }
+    if (entry->sa_family == AF_INET) {
+        return reinterpret_cast<const sockaddr_in*>(entry)->sin_addr.s_addr ==
+               reinterpret_cast<const sockaddr_in&>(local).sin_addr.s_addr;
+    }
+    return entry->sa_family == AF_INET6 &&
+           std::memcmp(&reinterpret_cast<const sockaddr_in6*>(entry)->sin6_addr,
+                       &reinterpret_cast<const sockaddr_in6&>(local).sin6_addr, sizeof(in6_addr)) == 0;
+}
+
+ProbeOutcome<std::optional<QString>> interfaceTowards(const Target& target) {
+    const ScopedFd socket(::socket(target.ipv6 ? AF_INET6 : AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (socket.get() < 0) {
         return probeError(probecode::kSystem,
                           QStringLiteral("cannot make a datagram socket: %1").arg(errnoText(errno)));
     }
     // Connecting a datagram socket asks the kernel for the route and sends nothing.
-    const sockaddr_in remote = socketAddress(target, 9);
-    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&remote), sizeof remote) != 0) {
+    sockaddr_storage remote{};
+    const socklen_t remoteLength = target.socketAddress(9, remote);
+    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&remote), remoteLength) != 0) {
         const int error = errno;
         if (error == ENETUNREACH || error == EHOSTUNREACH) {
             return probeError(
                 probecode::kUnreachable,
-                QStringLiteral("there is no route to %1: %2").arg(target.toString(), errnoText(error)));
+                QStringLiteral("there is no route to %1: %2").arg(target.text, errnoText(error)));
+        }
+        // IPv6 answers so when no address of this system could be the source towards the target.
+        if (target.ipv6 && error == EADDRNOTAVAIL) {
+            return probeError(probecode::kUnreachable,
+                              QStringLiteral("there is no route to %1: no IPv6 address of this system can "
+                                             "reach it (%2)")
+                                  .arg(target.text, errnoText(error)));
         }
         return probeError(
             probecode::kSystem,
-            QStringLiteral("cannot find the route to %1: %2").arg(target.toString(), errnoText(error)));
+            QStringLiteral("cannot find the route to %1: %2").arg(target.text, errnoText(error)));
     }
-    sockaddr_in local{};
+    // A link-local target is reached on the link of its scope alone.
+    if (target.scopeInterface) {
+        return target.scopeInterface;
+    }
+    sockaddr_storage local{};
     socklen_t length = sizeof local;
     if (::getsockname(socket.get(), reinterpret_cast<sockaddr*>(&local), &length) != 0) {
         return std::optional<QString>();
@@ -429,8 +563,7 @@ ProbeOutcome<std::optional<QString>> outgoingInterface(const QHostAddress& targe
     }
     std::optional<QString> name;
     for (const ifaddrs* entry = interfaces; entry; entry = entry->ifa_next) {
-        if (entry->ifa_addr && entry->ifa_addr->sa_family == AF_INET &&
-            reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr.s_addr == local.sin_addr.s_addr) {
+        if (sameAddress(entry->ifa_addr, local)) {
             name = QString::fromLocal8Bit(entry->ifa_name);
             break;
         }
@@ -439,63 +572,76 @@ ProbeOutcome<std::optional<QString>> outgoingInterface(const QHostAddress& targe
     return name;
 }
 
+}  // namespace
+
+ProbeOutcome<std::optional<QString>> outgoingInterface(const QHostAddress& target) {
+    const ProbeOutcome<Target> checked = targetOf(target, QStringLiteral("target"));
+    if (!checked.ok()) {
+        return checked.error();
+    }
+    return interfaceTowards(checked.value());
+}
+
 ProbeOutcome<PingSeries> pingSeries(const PingRequest& request, const CancelToken& cancel,
                                     const QString& pingProgram) {
-    if (platform::ErrorRef error = checkRequest(request)) {
-        return error;
+    const ProbeOutcome<Target> checked = checkRequest(request);
+    if (!checked.ok()) {
+        return checked.error();
     }
-    ProbeOutcome<std::optional<QString>> interfaceName = outgoingInterface(request.target);
+    const Target& target = checked.value();
+    ProbeOutcome<std::optional<QString>> interfaceName = interfaceTowards(target);
     if (!interfaceName.ok()) {
         return interfaceName.error();
     }
-    const ScopedFd socket(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_ICMP));
+    const ScopedFd socket(target.ipv6
+                              ? ::socket(AF_INET6, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_ICMPV6)
+                              : ::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_ICMP));
     if (socket.get() < 0) {
         const int error = errno;
         if (error != EACCES && error != EPERM && error != EPROTONOSUPPORT && error != EAFNOSUPPORT) {
-            return probeError(
-                probecode::kSystem,
-                QStringLiteral("cannot make an ICMP datagram socket: %1").arg(errnoText(error)));
+            return probeError(probecode::kSystem, QStringLiteral("cannot make an %1 datagram socket: %2")
+                                                      .arg(echoSocketKind(target), errnoText(error)));
         }
         if (!pingProgram.isEmpty()) {
             return pingSeriesWithProgram(request, cancel, pingProgram);
         }
         if (error == EACCES || error == EPERM) {
-            return refusedError(error, QStringLiteral("and no ping program is installed"));
+            return refusedError(target, error, QStringLiteral("and no ping program is installed"));
         }
-        return probeError(
-            probecode::kSystem,
-            QStringLiteral("this kernel offers no ICMP datagram sockets (%1) and no ping program "
-                           "is installed (Debian package iputils-ping)")
-                .arg(errnoText(error)));
+        return probeError(probecode::kSystem,
+                          QStringLiteral("this kernel offers no %1 datagram sockets (%2) and no ping program "
+                                         "is installed (Debian package iputils-ping)")
+                              .arg(echoSocketKind(target), errnoText(error)));
     }
-    const sockaddr_in remote = socketAddress(request.target, 0);
-    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&remote), sizeof remote) != 0) {
-        return probeError(
-            probecode::kUnreachable,
-            QStringLiteral("cannot ping %1: %2").arg(request.target.toString(), errnoText(errno)));
+    sockaddr_storage remote{};
+    const socklen_t remoteLength = target.socketAddress(0, remote);
+    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&remote), remoteLength) != 0) {
+        return probeError(probecode::kUnreachable,
+                          QStringLiteral("cannot ping %1: %2").arg(target.text, errnoText(errno)));
     }
-    EchoSeries series(socket.get(), request);
+    EchoSeries series(socket.get(), request, target.ipv6);
     return series.run(cancel, interfaceName.value());
 }
 
 ProbeOutcome<PingSeries> pingSeriesWithProgram(const PingRequest& request, const CancelToken& cancel,
                                                const QString& pingProgram) {
-    if (platform::ErrorRef error = checkRequest(request)) {
-        return error;
+    const ProbeOutcome<Target> checked = checkRequest(request);
+    if (!checked.ok()) {
+        return checked.error();
     }
-    ProbeOutcome<std::optional<QString>> interfaceName = outgoingInterface(request.target);
+    const Target& target = checked.value();
+    ProbeOutcome<std::optional<QString>> interfaceName = interfaceTowards(target);
     if (!interfaceName.ok()) {
         return interfaceName.error();
     }
     const milliseconds interval = std::max(request.interval, kLeastProgramInterval);
     // The program's own time, and some more for it to start and end.
     const milliseconds allowed = interval * request.count + request.replyTimeout + milliseconds(2000);
-    const ProgramRun run =
-        runProgram(pingProgram,
-                   {QStringLiteral("-n"), QStringLiteral("-c"), QString::number(request.count),
-                    QStringLiteral("-i"), secondsArgument(interval), QStringLiteral("-W"),
-                    secondsArgument(request.replyTimeout), request.target.toString()},
-                   cancel, deadlineAfter(allowed));
+    const ProgramRun run = runProgram(
+        pingProgram,
+        {QStringLiteral("-n"), QStringLiteral("-c"), QString::number(request.count), QStringLiteral("-i"),
+         secondsArgument(interval), QStringLiteral("-W"), secondsArgument(request.replyTimeout), target.text},
+        cancel, deadlineAfter(allowed));
     if (run.cancelled) {
         return probeError(probecode::kCancelled,
                           QStringLiteral("the ping of %1 was cancelled").arg(request.target.toString()));
@@ -518,8 +664,9 @@ ProbeOutcome<PingSeries> pingSeriesWithProgram(const PingRequest& request, const
         const bool refused = errors.contains(QLatin1String("Operation not permitted")) ||
                              errors.contains(QLatin1String("Permission denied"));
         if (refused) {
-            return refusedError(EPERM, QStringLiteral("and the ping program %1 may not ping either (%2)")
-                                           .arg(pingProgram, errors.simplified()));
+            return refusedError(target, EPERM,
+                                QStringLiteral("and the ping program %1 may not ping either (%2)")
+                                    .arg(pingProgram, errors.simplified()));
         }
         const QString how = run.exitCode ? QStringLiteral("exit status %1").arg(*run.exitCode)
                                          : QStringLiteral("ended by a signal or unobserved");

@@ -1,7 +1,8 @@
 #pragma once
-// Series of ICMP echo requests ("pings") to an IPv4 address, for the Ping LAN and Ping WAN tests:
-// through an ICMP datagram socket, which needs no privilege where net.ipv4.ping_group_range admits
-// the user's group, else through the system's ping program. Also the statistics the service reports.
+// Series of ICMP echo requests ("pings") to an IPv4 or IPv6 address, for the Ping LAN and Ping WAN
+// tests: through an ICMP (or ICMPv6) datagram socket, which needs no privilege where
+// net.ipv4.ping_group_range admits the user's group (the one setting governs both families), else
+// through the system's ping program. Also the statistics the service reports.
 
 #include "platform/wifi/WiFiRecords.h"
 #include "platform/wifi/linux/CancelToken.h"
@@ -16,8 +17,11 @@
 namespace platform::linuxwifi {
 
 struct PingRequest {
-    QHostAddress target;  // IPv4
-    int count = 10;       // 1 to 1000 echo requests
+    // IPv4 or IPv6. A link-local IPv6 address (fe80::/10) needs its interface as its scope, as
+    // QHostAddress(QStringLiteral("fe80::1%wlan0")) or target.setScopeId("wlan0") (a name or an
+    // interface index); an IPv4-mapped IPv6 address is pinged as the IPv4 address.
+    QHostAddress target;
+    int count = 10;  // 1 to 1000 echo requests
     std::chrono::milliseconds interval{1000};
     // How long each request waits for its reply; later replies count as lost.
     std::chrono::milliseconds replyTimeout{1000};
@@ -37,12 +41,14 @@ QString systemPingProgram();
 // Sends the series and waits for its replies, on the calling thread, until the last request's
 // reply or reply timeout; a cancel ends it at once with error 125. When the kernel refuses ICMP
 // datagram sockets to this user, pingProgram (when not empty) measures instead; with neither, error
-// 13 names the setting. A bad request is error 22, no route to the target error 65.
+// 13 names the setting. A bad request is error 22 (also a link-local target without a scope), no
+// route to the target error 65 (also a scope that names no interface of this system).
 ProbeOutcome<PingSeries> pingSeries(const PingRequest& request, const CancelToken& cancel,
                                     const QString& pingProgram = systemPingProgram());
 
 // The same measured by the given ping program alone (run without a shell, its output read as C
-// locale). An interval below 200 ms is raised to 200 ms, the least the program grants a user.
+// locale). An interval below 200 ms is raised to 200 ms, the least the program grants a user. A
+// link-local target goes to it with its interface, as "fe80::1%wlan0".
 ProbeOutcome<PingSeries> pingSeriesWithProgram(const PingRequest& request, const CancelToken& cancel,
                                                const QString& pingProgram);
 
@@ -54,8 +60,10 @@ struct PingProgramOutput {
 };
 PingProgramOutput parsePingOutput(const QString& output);
 
-// The interface a packet to target would leave through, from the kernel's routing decision for a
-// datagram socket (nothing is sent); error 65 when there is no route to it.
+// The interface a packet to target (IPv4 or IPv6) would leave through, from the kernel's routing
+// decision for a datagram socket (nothing is sent): the interface whose address the kernel would
+// send from, or for a link-local IPv6 target the interface of its scope. Error 65 when there is no
+// route to it, 22 when the target is no address or a link-local one without a scope.
 ProbeOutcome<std::optional<QString>> outgoingInterface(const QHostAddress& target);
 
 }  // namespace platform::linuxwifi
