@@ -1,7 +1,9 @@
 // The probes on a real network: the private one of netlab.sh, where the client's gateway is
 // router 1 (10.10.1.1), behind it router 2 (10.10.2.1), both translating addresses, and behind
 // them the servers (10.10.3.2: DNS and HTTP; 10.10.3.3 drops everything). A second client, whose
-// kernel refuses ICMP datagram sockets, hangs on router 1 too (10.10.4.1). Nothing leaves it.
+// kernel refuses ICMP datagram sockets, hangs on router 1 too (10.10.4.1). Where the kernel has
+// IPv6 the links carry it as well: router 1 is 2001:db8:1::1 and fe80::1 on the client's wlan0,
+// the servers 2001:db8:3::2 (2001:db8:3::3 drops everything). Nothing leaves it.
 #include "platform/wifi/linux/Addresses.h"
 #include "platform/wifi/linux/CancelToken.h"
 #include "platform/wifi/linux/DnsProbe.h"
@@ -17,6 +19,7 @@
 #include <QFile>
 
 #include <fcntl.h>
+#include <net/if.h>
 #include <sched.h>
 #include <unistd.h>
 
@@ -39,6 +42,14 @@ const QHostAddress kServer(QStringLiteral("10.10.3.2"));
 const QHostAddress kBlackHole(QStringLiteral("10.10.3.3"));
 const QHostAddress kNobody(QStringLiteral("10.10.1.77"));  // on the client's link, but no one is there
 const QHostAddress kRefusingClientsGateway(QStringLiteral("10.10.4.1"));
+
+const QHostAddress kGateway6(QStringLiteral("2001:db8:1::1"));
+const QHostAddress kLinkLocalGateway(QStringLiteral("fe80::1%wlan0"));
+const QHostAddress kServer6(QStringLiteral("2001:db8:3::2"));
+const QHostAddress kBlackHole6(QStringLiteral("2001:db8:3::3"));
+const QHostAddress kNobody6(QStringLiteral("2001:db8:1::77"));
+const QHostAddress kRefusingClientsGateway6(QStringLiteral("2001:db8:4::1"));
+const QHostAddress kRefusingClientsLinkLocalGateway(QStringLiteral("fe80::1%wlan1"));
 
 // How long after a cancel a probe may take to return: "at once", with room for a busy machine.
 constexpr milliseconds kPromptly{250};
@@ -131,7 +142,23 @@ std::string errorText(const platform::ErrorRef& error) {
     return error ? error->description().toStdString() : std::string("no error");
 }
 
+// fe80::1 with the index of the interface as its scope, rather than its name.
+QHostAddress linkLocalByIndex(const char* interfaceName) {
+    QHostAddress address(QStringLiteral("fe80::1"));
+    address.setScopeId(QString::number(::if_nametoindex(interfaceName)));
+    return address;
+}
+
 }  // namespace
+
+// The second statement of a live IPv6 test: skips it where the network has no IPv6.
+#define REQUIRE_LAB_IPV6()                                                                     \
+    do {                                                                                       \
+        if (qEnvironmentVariable("PROBE_LAB_IPV6") != QLatin1String("1")) {                    \
+            GTEST_SKIP() << "this kernel has no IPv6 (no /proc/sys/net/ipv6), so neither has " \
+                            "the private network";                                             \
+        }                                                                                      \
+    } while (false)
 
 // ---- ICMP echo --------------------------------------------------------------------------------
 
@@ -270,6 +297,185 @@ TEST(LiveProbesPing, CancelEndsThePingProgramAtOnce) {
     const auto [outcome, afterCancel] = cancelAfter(token, 300ms, [&] {
         return pingSeriesWithProgram(request(kBlackHole, 10, 500ms, 1000ms), token, program);
     });
+    ASSERT_FALSE(outcome.ok());
+    EXPECT_EQ(outcome.error()->code, 125) << errorText(outcome.error());
+    EXPECT_LT(afterCancel, kPromptly);
+}
+
+// ---- ICMPv6 echo ------------------------------------------------------------------------------
+
+TEST(LiveProbesPingIPv6, GatewayAnswersAllRequests) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    CancelToken token;
+    const auto outcome = pingSeries(request(kGateway6, 5, 20ms, 1000ms), token, QString());
+    ASSERT_TRUE(outcome.ok()) << errorText(outcome.error());
+    EXPECT_EQ(outcome.value().sent, 5);
+    EXPECT_EQ(outcome.value().roundTripsMs.size(), 5u);
+    EXPECT_EQ(outcome.value().interfaceName, QStringLiteral("wlan0"));
+    EXPECT_FALSE(outcome.value().usedPingProgram);
+    for (const double roundTrip : outcome.value().roundTripsMs) {
+        EXPECT_GT(roundTrip, 0.0);
+        EXPECT_LT(roundTrip, 1000.0);
+    }
+}
+
+TEST(LiveProbesPingIPv6, LinkLocalGatewayAnswersOnTheInterfaceOfItsScope) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    CancelToken token;
+    const auto byName = pingSeries(request(kLinkLocalGateway, 3, 20ms, 1000ms), token, QString());
+    ASSERT_TRUE(byName.ok()) << errorText(byName.error());
+    EXPECT_EQ(byName.value().roundTripsMs.size(), 3u);
+    EXPECT_EQ(byName.value().interfaceName, QStringLiteral("wlan0"));
+    EXPECT_FALSE(byName.value().usedPingProgram);
+
+    const auto byIndex = pingSeries(request(linkLocalByIndex("wlan0"), 3, 20ms, 1000ms), token, QString());
+    ASSERT_TRUE(byIndex.ok()) << errorText(byIndex.error());
+    EXPECT_EQ(byIndex.value().roundTripsMs.size(), 3u);
+    EXPECT_EQ(byIndex.value().interfaceName, QStringLiteral("wlan0"));
+}
+
+TEST(LiveProbesPingIPv6, LinkLocalGatewayScopedToAnotherInterfaceIsThereOnly) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    // The gateway's address on the loopback's link, which has no link-local route: the scope
+    // alone decides the link, so wlan0 is not tried.
+    CancelToken token;
+    const auto outcome =
+        pingSeries(request(QHostAddress(QStringLiteral("fe80::1%lo")), 2, 20ms, 200ms), token, QString());
+    ASSERT_FALSE(outcome.ok());
+    EXPECT_EQ(outcome.error()->code, 65);
+    EXPECT_EQ(outcome.error()->text,
+              QStringLiteral("there is no route to fe80::1%lo: Network is unreachable"));
+}
+
+TEST(LiveProbesPingIPv6, ServerBehindBothRoutersAnswers) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    CancelToken token;
+    const auto outcome = pingSeries(request(kServer6, 3, 20ms, 1000ms), token, QString());
+    ASSERT_TRUE(outcome.ok()) << errorText(outcome.error());
+    EXPECT_EQ(outcome.value().roundTripsMs.size(), 3u);
+    EXPECT_EQ(outcome.value().interfaceName, QStringLiteral("wlan0"));
+}
+
+TEST(LiveProbesPingIPv6, SilentlyDroppedRequestsAreAllLost) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    CancelToken token;
+    const auto outcome = pingSeries(request(kBlackHole6, 3, 20ms, 200ms), token, QString());
+    ASSERT_TRUE(outcome.ok()) << errorText(outcome.error());
+    EXPECT_EQ(outcome.value().sent, 3);
+    EXPECT_TRUE(outcome.value().roundTripsMs.empty());
+}
+
+TEST(LiveProbesPingIPv6, MissingNeighbourIsAValidSeriesWithAllLost) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    CancelToken token;
+    const auto start = steady_clock::now();
+    const auto outcome = pingSeries(request(kNobody6, 4, 20ms, 300ms), token, QString());
+    const auto took = steady_clock::now() - start;
+    ASSERT_TRUE(outcome.ok()) << errorText(outcome.error());
+    EXPECT_EQ(outcome.value().sent, 4);
+    EXPECT_TRUE(outcome.value().roundTripsMs.empty());
+    EXPECT_GE(took, 360ms);
+    EXPECT_LT(took, 1500ms);
+}
+
+TEST(LiveProbesPingIPv6, OutgoingInterfaceOfIPv6TargetsIsWlan0) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    for (const QHostAddress& target : {kGateway6, kServer6, kLinkLocalGateway, linkLocalByIndex("wlan0")}) {
+        const auto name = outgoingInterface(target);
+        ASSERT_TRUE(name.ok()) << target.toString().toStdString() << ": " << errorText(name.error());
+        EXPECT_EQ(name.value(), QStringLiteral("wlan0")) << target.toString().toStdString();
+    }
+    const auto refusing = inRefusingClient([] { return outgoingInterface(kServer6); });
+    ASSERT_TRUE(refusing.has_value());
+    ASSERT_TRUE(refusing->ok()) << errorText(refusing->error());
+    EXPECT_EQ(refusing->value(), QStringLiteral("wlan1"));
+}
+
+TEST(LiveProbesPingIPv6, NoRouteToTheTargetIsError65) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    CancelToken token;
+    const auto outcome =
+        inEmptyNetwork([&] { return pingSeries(request(kServer6, 3, 20ms, 500ms), token, QString()); });
+    ASSERT_TRUE(outcome.has_value());
+    ASSERT_FALSE(outcome->ok());
+    EXPECT_EQ(outcome->error()->code, 65);
+    EXPECT_EQ(outcome->error()->text,
+              QStringLiteral("there is no route to 2001:db8:3::2: no IPv6 address of this system can reach "
+                             "it (Cannot assign requested address)"));
+}
+
+TEST(LiveProbesPingIPv6, PingProgramMeasuresGlobalAndLinkLocalTargets) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    const QString program = systemPingProgram();
+    if (program.isEmpty()) {
+        GTEST_SKIP() << "no ping program is installed (Debian package iputils-ping)";
+    }
+    CancelToken token;
+    for (const QHostAddress& target : {kServer6, kLinkLocalGateway, linkLocalByIndex("wlan0")}) {
+        const auto outcome = pingSeriesWithProgram(request(target, 2, 200ms, 1000ms), token, program);
+        ASSERT_TRUE(outcome.ok()) << target.toString().toStdString() << ": " << errorText(outcome.error());
+        EXPECT_TRUE(outcome.value().usedPingProgram);
+        EXPECT_EQ(outcome.value().sent, 2) << target.toString().toStdString();
+        EXPECT_EQ(outcome.value().roundTripsMs.size(), 2u) << target.toString().toStdString();
+        EXPECT_EQ(outcome.value().interfaceName, QStringLiteral("wlan0"));
+    }
+    const auto lost = pingSeriesWithProgram(request(kBlackHole6, 2, 200ms, 300ms), token, program);
+    ASSERT_TRUE(lost.ok()) << errorText(lost.error());
+    EXPECT_EQ(lost.value().sent, 2);
+    EXPECT_TRUE(lost.value().roundTripsMs.empty());
+}
+
+TEST(LiveProbesPingIPv6, RefusedSocketWithoutPingProgramIsError13NamingTheSetting) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    CancelToken token;
+    const auto outcome = inRefusingClient(
+        [&] { return pingSeries(request(kRefusingClientsGateway6, 3, 20ms, 500ms), token, QString()); });
+    ASSERT_TRUE(outcome.has_value());
+    ASSERT_FALSE(outcome->ok());
+    EXPECT_EQ(outcome->error()->code, 13);
+    EXPECT_TRUE(outcome->error()->text.startsWith(QStringLiteral(
+        "the kernel refuses ICMPv6 datagram sockets to this user (Permission denied): the setting "
+        "net.ipv4.ping_group_range (now ")))
+        << errorText(outcome->error());
+}
+
+TEST(LiveProbesPingIPv6, RefusedSocketFallsBackToThePingProgram) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    const QString program = systemPingProgram();
+    if (program.isEmpty()) {
+        GTEST_SKIP() << "no ping program is installed (Debian package iputils-ping)";
+    }
+    CancelToken token;
+    for (const QHostAddress& target :
+         {kRefusingClientsGateway6, kRefusingClientsLinkLocalGateway, kServer6}) {
+        const auto outcome =
+            inRefusingClient([&] { return pingSeries(request(target, 3, 20ms, 1000ms), token, program); });
+        ASSERT_TRUE(outcome.has_value());
+        ASSERT_TRUE(outcome->ok()) << target.toString().toStdString() << ": " << errorText(outcome->error());
+        EXPECT_TRUE(outcome->value().usedPingProgram);
+        EXPECT_EQ(outcome->value().sent, 3) << target.toString().toStdString();
+        EXPECT_EQ(outcome->value().roundTripsMs.size(), 3u) << target.toString().toStdString();
+        EXPECT_EQ(outcome->value().interfaceName, QStringLiteral("wlan1"));
+    }
+}
+
+TEST(LiveProbesPingIPv6, CancelEndsASeriesAtOnce) {
+    RUN_INSIDE_PROBE_LAB();
+    REQUIRE_LAB_IPV6();
+    CancelToken token;
+    const auto [outcome, afterCancel] = cancelAfter(
+        token, 300ms, [&] { return pingSeries(request(kBlackHole6, 10, 500ms, 1000ms), token, QString()); });
     ASSERT_FALSE(outcome.ok());
     EXPECT_EQ(outcome.error()->code, 125) << errorText(outcome.error());
     EXPECT_LT(afterCancel, kPromptly);

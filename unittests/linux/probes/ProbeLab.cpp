@@ -192,13 +192,13 @@ LabRun runLab() {
         return run;
     }
 
-    const ProgramRun lab =
-        runProgram({QStringLiteral(PROBE_LAB_SCRIPT), QCoreApplication::applicationFilePath(),
-                    QStringLiteral("--gtest_filter=") + liveTestFilter(), QStringLiteral("--gtest_color=no")},
-                   {QStringLiteral("GTEST_TOTAL_SHARDS"), QStringLiteral("GTEST_SHARD_INDEX"),
-                    QStringLiteral("GTEST_OUTPUT"), QStringLiteral("GTEST_FILTER"),
-                    QStringLiteral("PROBE_LAB"), QStringLiteral("PROBE_LAB_DIR")},
-                   kLabTimeoutMs);
+    const ProgramRun lab = runProgram(
+        {QStringLiteral(PROBE_LAB_SCRIPT), QCoreApplication::applicationFilePath(),
+         QStringLiteral("--gtest_filter=") + liveTestFilter(), QStringLiteral("--gtest_color=no")},
+        {QStringLiteral("GTEST_TOTAL_SHARDS"), QStringLiteral("GTEST_SHARD_INDEX"),
+         QStringLiteral("GTEST_OUTPUT"), QStringLiteral("GTEST_FILTER"), QStringLiteral("PROBE_LAB"),
+         QStringLiteral("PROBE_LAB_DIR"), QStringLiteral("PROBE_LAB_IPV6")},
+        kLabTimeoutMs);
     if (lab.exitCode == kLabUnavailable) {
         run.unavailable = QStringLiteral("the private network could not be made: %1").arg(lab.errors);
         return run;

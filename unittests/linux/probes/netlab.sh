@@ -8,6 +8,16 @@
 #   refusing client            lan3 10.10.4.1
 #   wlan1 10.10.4.2/24 -------/
 #
+# Where the kernel has IPv6, the same links carry it too, routed without address translation (as
+# behind an IPv6 router): the client wlan0 2001:db8:1::2/64 and fe80::2, router 1 lan1
+# 2001:db8:1::1 and fe80::1 (the client's default route goes via fe80::1, as a router's
+# advertisement would set it), router 1 wan1 2001:db8:2::2, router 2 lan2 2001:db8:2::1 and wan2
+# 2001:db8:3::1, the servers eth0 2001:db8:3::2 (2001:db8:3::3 drops all); the refusing client
+# wlan1 2001:db8:4::2 and fe80::2, router 1 lan3 2001:db8:4::1 and fe80::1. All these addresses are
+# usable at once (no duplicate address detection), and so is a link-local address on every other
+# interface: a router asks for its neighbours from one, and the ones the kernel makes itself are
+# usable only once their detection has ended, a second or two later.
+#
 # The servers' namespace runs dnsmasq on 10.10.3.2:53 (probe.test is 10.10.3.2, every other name
 # under .test does not exist) and the test HTTP server (httpserver.py) on 10.10.3.2:80; nothing
 # listens on port 81, and everything sent to 10.10.3.3 is dropped silently. The client's
@@ -17,8 +27,8 @@
 # setns() on $PROBE_LAB_REFUSING_NETNS; the range cannot be narrowed from here, since this user
 # namespace maps no group but 0).
 #
-# Usage: netlab.sh COMMAND [ARGS...]. The command sees PROBE_LAB=1, PROBE_LAB_DIR and
-# PROBE_LAB_REFUSING_NETNS; the script exits with its exit status, or 97 when the network could not
+# Usage: netlab.sh COMMAND [ARGS...]. The command sees PROBE_LAB=1, PROBE_LAB_DIR,
+# PROBE_LAB_REFUSING_NETNS, and PROBE_LAB_IPV6=1 when the network has IPv6 (else 0); the script exits with its exit status, or 97 when the network could not
 # be made (the reason on stderr).
 set -Eeuo pipefail
 # The network tools live in the system folders, which a user's PATH may leave out.
@@ -164,6 +174,45 @@ table inet blackhole {
     }
 }
 EOF
+
+# IPv6, where the kernel has it.
+export PROBE_LAB_IPV6=0
+if [ -d /proc/sys/net/ipv6 ]; then
+    for node in self "$router1" "$router2" "$servers" "$refusing"; do
+        at=()
+        [ "$node" = self ] || at=(nsenter --target "$node" --net --)
+        "${at[@]}" sh -c 'echo 0 > /proc/sys/net/ipv6/conf/all/disable_ipv6 &&
+                          echo 0 > /proc/sys/net/ipv6/conf/default/disable_ipv6'
+    done
+    in_node "$router1" sh -c 'echo 1 > /proc/sys/net/ipv6/conf/all/forwarding'
+    in_node "$router2" sh -c 'echo 1 > /proc/sys/net/ipv6/conf/all/forwarding'
+
+    ip -6 addr add 2001:db8:1::2/64 dev wlan0 nodad
+    ip -6 addr add fe80::2/64 dev wlan0 nodad
+    ip -6 route add default via fe80::1 dev wlan0
+    in_node "$router1" ip -6 addr add 2001:db8:1::1/64 dev lan1 nodad
+    in_node "$router1" ip -6 addr add fe80::1/64 dev lan1 nodad
+    in_node "$router1" ip -6 addr add 2001:db8:4::1/64 dev lan3 nodad
+    in_node "$router1" ip -6 addr add fe80::1/64 dev lan3 nodad
+    in_node "$router1" ip -6 addr add 2001:db8:2::2/64 dev wan1 nodad
+    in_node "$router1" ip -6 addr add fe80::2:2/64 dev wan1 nodad
+    in_node "$router1" ip -6 route add default via 2001:db8:2::1 dev wan1
+    in_node "$refusing" ip -6 addr add 2001:db8:4::2/64 dev wlan1 nodad
+    in_node "$refusing" ip -6 addr add fe80::2/64 dev wlan1 nodad
+    in_node "$refusing" ip -6 route add default via fe80::1 dev wlan1
+    in_node "$router2" ip -6 addr add 2001:db8:2::1/64 dev lan2 nodad
+    in_node "$router2" ip -6 addr add 2001:db8:3::1/64 dev wan2 nodad
+    in_node "$router2" ip -6 addr add fe80::2:1/64 dev lan2 nodad
+    in_node "$router2" ip -6 addr add fe80::3:1/64 dev wan2 nodad
+    in_node "$router2" ip -6 route add 2001:db8:1::/64 via 2001:db8:2::2 dev lan2
+    in_node "$router2" ip -6 route add 2001:db8:4::/64 via 2001:db8:2::2 dev lan2
+    in_node "$servers" ip -6 addr add 2001:db8:3::2/64 dev eth0 nodad
+    in_node "$servers" ip -6 addr add 2001:db8:3::3/64 dev eth0 nodad
+    in_node "$servers" ip -6 addr add fe80::3:2/64 dev eth0 nodad
+    in_node "$servers" ip -6 route add default via 2001:db8:3::1 dev eth0
+    in_node "$servers" nft add rule inet blackhole input ip6 daddr 2001:db8:3::3 drop
+    PROBE_LAB_IPV6=1
+fi
 
 in_node "$servers" dnsmasq --keep-in-foreground --conf-file=/dev/null --no-hosts --no-resolv \
     --user= --group= --pid-file= --bind-interfaces --listen-address=10.10.3.2 --port=53 \
