@@ -44,28 +44,10 @@ constexpr std::chrono::seconds kStartTimeout(15);
 constexpr int kMockCallTimeoutMs = 10000;
 
 // A system-type bus that lets everyone own any name and call anything: the mocks take the
-// well-known names of the real services.
-const char* const kBusConfig =
-    R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>system</type>
-  <listen>unix:path=%1</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow user="*"/>
-    <allow own="*"/>
-    <allow send_type="method_call"/>
-    <allow send_type="signal"/>
-    <allow send_requested_reply="true" send_type="method_return"/>
-    <allow send_requested_reply="true" send_type="error"/>
-    <allow receive_type="method_call"/>
-    <allow receive_type="method_return"/>
-    <allow receive_type="error"/>
-    <allow receive_type="signal"/>
-  </policy>
-</busconfig>
-)";
+// well-known names of the real services. Shared with the real NetworkManager's tests; @SOCKET@
+// stands for the socket's path.
+const QString kBusConfigPath =
+    QStringLiteral(WIFIPROFILE_SOURCE_DIR "/unittests/linux/private-system-bus.conf");
 
 std::runtime_error failure(const QString& text) {
     return std::runtime_error(text.toStdString());
@@ -241,8 +223,12 @@ void MockSystemBus::start(const Options& options) {
         if (!config.open(QIODevice::WriteOnly)) {
             throw failure(QStringLiteral("cannot write %1: %2").arg(configPath, config.errorString()));
         }
+        QFile shared(kBusConfigPath);
+        if (!shared.open(QIODevice::ReadOnly)) {
+            throw failure(QStringLiteral("cannot read %1: %2").arg(kBusConfigPath, shared.errorString()));
+        }
         config.write(
-            QString::fromLatin1(kBusConfig).arg(dir_->filePath(QStringLiteral("bus.sock"))).toUtf8());
+            shared.readAll().replace("@SOCKET@", dir_->filePath(QStringLiteral("bus.sock")).toUtf8()));
     }
 
     // The bus prints its address once it listens.

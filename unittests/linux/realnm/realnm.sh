@@ -137,27 +137,7 @@ nsenter --target "$peer" --net -- ip link set lo up
 nsenter --target "$peer" --net -- ip addr add 10.20.0.1/24 dev peer0
 nsenter --target "$peer" --net -- ip link set peer0 up
 
-cat >"$REALNM_DIR/bus.conf" <<CONF
-<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>system</type>
-  <listen>unix:path=$REALNM_DIR/system_bus_socket</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow user="*"/>
-    <allow own="*"/>
-    <allow send_type="method_call"/>
-    <allow send_type="signal"/>
-    <allow send_requested_reply="true" send_type="method_return"/>
-    <allow send_requested_reply="true" send_type="error"/>
-    <allow receive_type="method_call"/>
-    <allow receive_type="method_return"/>
-    <allow receive_type="error"/>
-    <allow receive_type="signal"/>
-  </policy>
-</busconfig>
-CONF
+sed "s|@SOCKET@|$REALNM_DIR/system_bus_socket|" "$here/../private-system-bus.conf" >"$REALNM_DIR/bus.conf"
 
 mkdir -p "$REALNM_DIR/connections"
 if [ "$connectivity" = 1 ]; then
