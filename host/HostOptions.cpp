@@ -48,9 +48,10 @@ platform::Value scalarFromArgument(const QString& text) {
 }
 
 bool takesValue(const QString& option) {
-    static const QStringList withValue = {"--parameters", "--scenario",  "--automation",   "--events",
-                                          "--timeout",    "--plugin",    "--backend",      "--ping-wan",
-                                          "--dns-name",   "--check-url", "--check-status", "--check-body"};
+    static const QStringList withValue = {"--parameters", "--scenario", "--automation", "--events",
+                                          "--timeout",    "--plugin",   "--backend",    "--ping-wan",
+                                          "--ping-wan6",  "--dns-name", "--check-url",  "--check-status",
+                                          "--check-body"};
     if (withValue.contains(option)) {
         return true;
     }
@@ -129,6 +130,12 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
                             QStringLiteral("--ping-wan needs an IPv4 address, got \"%1\"").arg(*value));
             }
             options.probeTargets.wanPingAddress = *value;
+        } else if (option == QLatin1String("--ping-wan6")) {
+            if (QHostAddress(*value).protocol() != QAbstractSocket::IPv6Protocol) {
+                return fail(HostOptionsError::Kind::Usage,
+                            QStringLiteral("--ping-wan6 needs an IPv6 address, got \"%1\"").arg(*value));
+            }
+            options.probeTargets.wanPingAddress6 = *value;
         } else if (option == QLatin1String("--dns-name")) {
             if (value->isEmpty()) {
                 return fail(HostOptionsError::Kind::Usage, QStringLiteral("--dns-name needs a host name"));
@@ -229,6 +236,8 @@ QString hostUsage() {
                "                             implies --backend sim\n"
                "  --ping-wan ADDRESS         IPv4 address the WAN ping and double NAT probe aim at (default "
                "%2)\n"
+               "  --ping-wan6 ADDRESS        IPv6 address the WAN ping aims at on a network without IPv4\n"
+               "                             (default %7)\n"
                "  --dns-name NAME            host name the DNS test resolves (default %3)\n"
                "  --check-url URL            internet check URL (default %4)\n"
                "  --check-status N           the status it must answer (default %5)\n"
@@ -248,7 +257,8 @@ QString hostUsage() {
         .arg(QString::fromUtf8(kDefaultParameters), defaults.wanPingAddress, defaults.dnsName,
              defaults.checkUrl.toString(), QString::number(defaults.checkStatus),
              QString::fromUtf8(defaults.checkBody.value_or(QByteArray()))
-                 .replace(QLatin1Char('\n'), QLatin1String("\\n")));
+                 .replace(QLatin1Char('\n'), QLatin1String("\\n")),
+             defaults.wanPingAddress6);
 }
 
 }  // namespace host

@@ -44,7 +44,8 @@ TEST_F(HostRunTest, HelpNamesEveryOptionAndExitCode) {
     const QString help = QString::fromUtf8(r.out);
     for (const char* option :
          {"--parameters", "--network-name", "--list", "--max-scan-cache-age", "--scenario", "--automation",
-          "--ui", "--events", "--timeout", "--plugin", "--help"}) {
+          "--ui", "--events", "--timeout", "--plugin", "--help", "--backend", "--ping-wan", "--ping-wan6",
+          "--dns-name", "--check-url", "--check-status", "--check-body"}) {
         EXPECT_TRUE(help.contains(QLatin1String(option))) << option;
     }
     EXPECT_TRUE(help.contains(QStringLiteral("4 not finished within the timeout")));
@@ -270,6 +271,14 @@ TEST_F(HostRunTest, CommandLineMisuseIsAnOtherFailure) {
     r = run({QStringLiteral("--scenario")});
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_TRUE(r.err.contains(QStringLiteral("--scenario needs a value")));
+    r = run({QStringLiteral("--ping-wan6"), QStringLiteral("9.9.9.9")});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(r.err.contains(QStringLiteral("--ping-wan6 needs an IPv6 address, got \"9.9.9.9\"")))
+        << str(r.err);
+    r = run({QStringLiteral("--ping-wan"), QStringLiteral("2620:fe::fe")});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(r.err.contains(QStringLiteral("--ping-wan needs an IPv4 address, got \"2620:fe::fe\"")))
+        << str(r.err);
 }
 
 TEST_F(HostRunTest, UnwritableEventsFileIsAnOtherFailure) {

@@ -20,21 +20,16 @@ namespace platform::linuxwifi {
 
 using namespace handlers;
 
-TestAnswer LinuxBackend::ping(const Request& request, const QString& what, const QString& address) {
+TestAnswer LinuxBackend::ping(const Request& request, const QString& what, const QHostAddress& target) {
     requireJoinedTarget(request);
-    QString problem;
-    const auto target = parseIpAddress(address, &problem);
-    if (!target || target->protocol() != QAbstractSocket::IPv4Protocol) {
-        fail(servicecode::kSystem,
-             QStringLiteral("the %1 address \"%2\" is no IPv4 address").arg(what, address));
-    }
+    const QString address = target.toString();
     // Asked of the kernel's routing before anything is sent: a ping that would leave through
     // another device is not sent at all.
-    if (const auto route = outgoingInterface(*target); route.ok()) {
+    if (const auto route = outgoingInterface(target); route.ok()) {
         requireThroughWiFi(route.value(), what, address);
     }
     PingRequest ping;
-    ping.target = *target;
+    ping.target = target;
     ping.count = options_.targets.pingCount;
     ping.interval = options_.targets.pingInterval;
     ping.replyTimeout = options_.targets.replyTimeout;
@@ -43,6 +38,7 @@ TestAnswer LinuxBackend::ping(const Request& request, const QString& what, const
         throw ServiceFailure{series.error()};
     }
     requireThroughWiFi(series.value().interfaceName, what, address);
+    QString problem;
     const auto record =
         pingResult(series.value().interfaceName, series.value().sent, series.value().roundTripsMs,
                    Date::fromSecondsSince1970(QDateTime::currentMSecsSinceEpoch() / 1000.0), &problem);
@@ -55,44 +51,88 @@ TestAnswer LinuxBackend::ping(const Request& request, const QString& what, const
                                       Value::record(std::make_shared<WiFiPingResult>(*record))}}));
 }
 
-// The Wi-Fi device's IPv4 gateway: NetworkManager's, or else the kernel's default route when it
-// leaves through the Wi-Fi device (a connection NetworkManager does not manage the addresses of).
-static QString gatewayOf(const NetworkManagerClient& nm, const QString& devicePath,
-                         const QString& routeTablePath) {
-    const NMDevice device = nm.device(devicePath);
+LinuxBackend::Gateways LinuxBackend::gateways() const {
+    const NMDevice device = wifiDevice();
+    Gateways found;
+    // IPv4: NetworkManager's, or else the kernel's default route when it leaves through the Wi-Fi
+    // device (a connection NetworkManager does not manage the addresses of).
     if (!device.ip4Config.isEmpty() && device.ip4Config != nm::kNoObject) {
-        const QString gateway = nm.ip4Config(device.ip4Config).gateway;
-        if (!gateway.isEmpty()) {
-            return gateway;
+        const QHostAddress gateway(nm_->ip4Config(device.ip4Config).gateway);
+        if (gateway.protocol() == QAbstractSocket::IPv4Protocol) {
+            found.ipv4 = gateway;
         }
     }
-    const auto route = readDefaultRoute(routeTablePath);
-    if (route.ok() && route.value() && route.value()->interfaceName == device.interface) {
-        return route.value()->gateway.toString();
+    if (!found.ipv4) {
+        const auto route = readDefaultRoute(options_.routeTablePath);
+        if (route.ok() && route.value() && route.value()->interfaceName == device.interface) {
+            found.ipv4 = route.value()->gateway;
+        } else {
+            found.noIPv4Because =
+                !route.ok() ? route.error()->text
+                : route.value()
+                    ? QStringLiteral("the default route leaves through %1").arg(route.value()->interfaceName)
+                    : QStringLiteral("the kernel has no default route");
+        }
     }
-    const QString why =
-        !route.ok() ? route.error()->text
-        : route.value()
-            ? QStringLiteral("the default route leaves through %1").arg(route.value()->interfaceName)
-            : QStringLiteral("the kernel has no default route");
-    fail(servicecode::kNotJoined,
-         QStringLiteral("the Wi-Fi device has no IPv4 gateway: NetworkManager names none, and %1").arg(why));
+    // IPv6: NetworkManager's, most often a link-local address, which is reached on the Wi-Fi device.
+    if (!device.ip6Config.isEmpty() && device.ip6Config != nm::kNoObject) {
+        QHostAddress gateway(nm_->ip6Config(device.ip6Config).gateway);
+        if (gateway.protocol() == QAbstractSocket::IPv6Protocol) {
+            if (gateway.isLinkLocal()) {
+                gateway.setScopeId(device.interface);
+            }
+            found.ipv6 = gateway;
+        }
+    }
+    return found;
 }
+
+namespace {
+
+[[noreturn]] void failWithoutGateway(const QString& why) {
+    fail(servicecode::kNotJoined,
+         QStringLiteral(
+             "the Wi-Fi device has no gateway: NetworkManager names no IPv4 or IPv6 gateway, and %1")
+             .arg(why));
+}
+
+}  // namespace
 
 TestAnswer LinuxBackend::pingLAN(const Request& request) {
     requireJoinedTarget(request);
-    return ping(request, QStringLiteral("gateway"),
-                gatewayOf(*nm_, wifiDevicePath(), options_.routeTablePath));
+    // The IPv4 gateway; on a network without IPv4 (IPv6 only, with NAT64) the IPv6 one.
+    const Gateways found = gateways();
+    if (!found.ipv4 && !found.ipv6) {
+        failWithoutGateway(found.noIPv4Because);
+    }
+    return ping(request, QStringLiteral("gateway"), found.ipv4 ? *found.ipv4 : *found.ipv6);
 }
 
 TestAnswer LinuxBackend::pingWAN(const Request& request) {
-    return ping(request, QStringLiteral("WAN ping"), options_.targets.wanPingAddress);
+    requireJoinedTarget(request);
+    const Gateways found = gateways();
+    const bool ipv6Only = !found.ipv4 && found.ipv6;
+    const QString& address = ipv6Only ? options_.targets.wanPingAddress6 : options_.targets.wanPingAddress;
+    const QHostAddress target(address);
+    if (target.isNull()) {
+        fail(servicecode::kSystem,
+             QStringLiteral("the WAN ping address \"%1\" is no IP address").arg(address));
+    }
+    return ping(request, QStringLiteral("WAN ping"), target);
 }
 
 TestAnswer LinuxBackend::doubleNAT(const Request& request) {
     requireJoinedTarget(request);
-    const QString gateway = gatewayOf(*nm_, wifiDevicePath(), options_.routeTablePath);
-    if (!isPrivateIPv4(gateway)) {
+    const Gateways found = gateways();
+    if (!found.ipv4) {
+        if (found.ipv6) {
+            // Without IPv4 no router of the network translates addresses: a provider's NAT64,
+            // far upstream, is no home router's double NAT.
+            return finding(false);
+        }
+        failWithoutGateway(found.noIPv4Because);
+    }
+    if (!isPrivateIPv4(found.ipv4->toString())) {
         return finding(false);
     }
     const auto target = parseIpAddress(options_.targets.wanPingAddress);

@@ -171,7 +171,16 @@ class LinuxBackend final : public WiFiBackend {
     // network holds the route) the test answers error 95 naming both.
     void requireThroughWiFi(const std::optional<QString>& interfaceName, const QString& what,
                             const QString& address) const;
-    TestAnswer ping(const Request& request, const QString& what, const QString& address);
+    TestAnswer ping(const Request& request, const QString& what, const QHostAddress& target);
+    // The Wi-Fi device's gateways: IPv4 (NetworkManager's, else the kernel's default route when it
+    // leaves through the Wi-Fi device, else why there is none) and IPv6 (NetworkManager's, a
+    // link-local one scoped to the Wi-Fi device).
+    struct Gateways {
+        std::optional<QHostAddress> ipv4;
+        QString noIPv4Because;
+        std::optional<QHostAddress> ipv6;
+    };
+    Gateways gateways() const;
     // Whether a sign-in page stands between the Wi-Fi and the internet: NetworkManager's own check of
     // the Wi-Fi device where the daemon checks, else our HTTP probe through the Wi-Fi device.
     bool behindCaptivePortal(const Request& request);

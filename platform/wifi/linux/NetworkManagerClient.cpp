@@ -266,6 +266,9 @@ NMIp6Config NetworkManagerClient::ip6Config(const QString& path) const {
     NMIp6Config out;
     out.path = path;
     out.addresses = readAddressData(properties);
+    if (const auto gateway = properties.find(QStringLiteral("Gateway"))) {
+        out.gateway = gateway->readString();
+    }
     return out;
 }
 

@@ -109,6 +109,7 @@ struct NMIp4Config {
 struct NMIp6Config {
     QString path;
     std::vector<NMIpAddress> addresses;
+    QString gateway;  // empty when there is none; often link-local (fe80::...)
 };
 
 // One access point seen by a scan (org.freedesktop.NetworkManager.AccessPoint).

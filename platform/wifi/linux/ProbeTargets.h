@@ -15,6 +15,8 @@ namespace platform::linuxwifi {
 
 struct ProbeTargets {
     QString wanPingAddress = QStringLiteral("9.9.9.9");  // a well-known public resolver
+    // The WAN ping's target on a network without IPv4 (IPv6 only, with NAT64): the same resolver's.
+    QString wanPingAddress6 = QStringLiteral("2620:fe::fe");
     QString dnsName = QStringLiteral("nmcheck.gnome.org");
     QUrl checkUrl = QUrl(QStringLiteral("http://nmcheck.gnome.org/check_network_status.txt"));
     int checkStatus = 200;

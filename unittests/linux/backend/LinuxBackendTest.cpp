@@ -172,6 +172,7 @@ class LinuxBackendTest : public ::testing::Test {
             // Probe targets on this machine only; the Wi-Fi device is wlp2s0, so a probe whose
             // route leaves through the loopback device is refused before anything is sent.
             options.targets.wanPingAddress = QStringLiteral("127.0.0.1");
+            options.targets.wanPingAddress6 = QStringLiteral("::1");
             options.targets.dnsName = QStringLiteral("localhost");
             options.targets.checkUrl = checkUrl_;
             options.targets.checkBody = checkBody_;
@@ -1416,6 +1417,39 @@ TEST_F(LinuxBackendTest, ALocalCachingResolverIsAskedAsItIs) {
     EXPECT_EQ(verdictOf(o), (Verdict{true, true})) << o.errorText();
 }
 
+// ---- A network without IPv4 ----
+
+TEST_F(LinuxBackendTest, OnAnIPv6OnlyNetworkThePingsAimAtIPv6AndNoRouterTranslatesAddresses) {
+    // NAT64: no IPv4 address, no IPv4 route; NetworkManager names a link-local IPv6 gateway.
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2437));
+    mock().addIp6Config(device_, QStringLiteral("ip6"), {{QStringLiteral("2001:db8:1::20"), 64}},
+                        QStringLiteral("fe80::1"));
+    // The gateway is pinged on the Wi-Fi device, which this machine does not have.
+    const Outcome lan = run(3);
+    EXPECT_EQ(lan.errorCode(), 65) << lan.errorText();
+    EXPECT_THAT(lan.errorText(), HasSubstr("fe80::1%wlp2s0"));
+    // The WAN ping takes the IPv6 address (::1 here, which leaves through lo).
+    const Outcome wan = run(6);
+    EXPECT_EQ(wan.errorCode(), 95);
+    EXPECT_THAT(wan.errorText(),
+                HasSubstr("WAN ping address ::1 leaves through lo, not the Wi-Fi device wlp2s0"));
+    EXPECT_EQ(verdictOf(run(8)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendTest, WithIPv4TheIPv6GatewayIsNotPinged) {
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2437));
+    mock().addIp4Config(device_, QStringLiteral("ip4"), {{QStringLiteral("192.168.1.20"), 24}},
+                        QStringLiteral("127.0.0.1"));
+    mock().addIp6Config(device_, QStringLiteral("ip6"), {{QStringLiteral("2001:db8:1::20"), 64}},
+                        QStringLiteral("fe80::1"));
+    const Outcome lan = run(3);
+    EXPECT_EQ(lan.errorCode(), 95);
+    EXPECT_THAT(lan.errorText(), HasSubstr("gateway address 127.0.0.1 leaves through lo"));
+    EXPECT_THAT(run(6).errorText(), HasSubstr("WAN ping address 127.0.0.1 leaves through lo"));
+}
+
 // ---- The gateway when NetworkManager names none ----
 
 class GatewayFromTheRouteTableTest : public LinuxBackendTest {
@@ -1456,8 +1490,8 @@ TEST_F(GatewayFromTheRouteTableTest, ADefaultRouteThroughAnotherDeviceGivesNone)
     for (const std::int64_t id : {3, 8}) {
         const Outcome o = run(id);
         EXPECT_EQ(o.errorCode(), 57) << id;
-        EXPECT_THAT(o.errorText(),
-                    HasSubstr("NetworkManager names none, and the default route leaves through enp0s31f6"))
+        EXPECT_THAT(o.errorText(), HasSubstr("NetworkManager names no IPv4 or IPv6 gateway, and the default "
+                                             "route leaves through enp0s31f6"))
             << id;
     }
 }
@@ -1466,13 +1500,16 @@ TEST_F(GatewayFromTheRouteTableTest, NoDefaultRouteGivesNone) {
     joinWithoutGateway(QStringLiteral("wlp2s0\t0001A8C0\t00000000\t0001\t0\t0\t600\t00FFFFFF\t0\t0\t0\n"));
     const Outcome o = run(3);
     EXPECT_EQ(o.errorCode(), 57);
-    EXPECT_THAT(o.errorText(), HasSubstr("NetworkManager names none, and the kernel has no default route"));
+    EXPECT_THAT(
+        o.errorText(),
+        HasSubstr("NetworkManager names no IPv4 or IPv6 gateway, and the kernel has no default route"));
 }
 
 TEST_F(GatewayFromTheRouteTableTest, AnUnreadableRouteTableGivesNoneAndSaysWhy) {
     joinWithoutGateway(QString());
     const Outcome o = run(8);
     EXPECT_EQ(o.errorCode(), 57);
-    EXPECT_THAT(o.errorText(), HasSubstr("NetworkManager names none, and cannot read the routing table "
-                                         "/nonexistent-route-table"));
+    EXPECT_THAT(o.errorText(),
+                HasSubstr("NetworkManager names no IPv4 or IPv6 gateway, and cannot read the routing table "
+                          "/nonexistent-route-table"));
 }

@@ -599,11 +599,12 @@ QString MockSystemBus::addIp4Config(const QString& devicePath, const QString& na
 }
 
 QString MockSystemBus::addIp6Config(const QString& devicePath, const QString& name,
-                                    const QList<std::pair<QString, uint>>& addresses) const {
+                                    const QList<std::pair<QString, uint>>& addresses,
+                                    const QString& gateway) const {
     const QString path = QStringLiteral("/org/freedesktop/NetworkManager/IP6Config/") + name;
     addObject(path, QStringLiteral("org.freedesktop.NetworkManager.IP6Config"),
               {{QStringLiteral("AddressData"), dictList(addressData(addresses))},
-               {QStringLiteral("Gateway"), QString()}});
+               {QStringLiteral("Gateway"), gateway}});
     updateProperties(devicePath, kDeviceInterface, {{QStringLiteral("Ip6Config"), objectPath(path)}});
     return path;
 }

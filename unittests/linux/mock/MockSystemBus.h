@@ -150,7 +150,8 @@ class MockSystemBus {
     QString addIp4Config(const QString& devicePath, const QString& name,
                          const QList<std::pair<QString, uint>>& addresses, const QString& gateway) const;
     QString addIp6Config(const QString& devicePath, const QString& name,
-                         const QList<std::pair<QString, uint>>& addresses) const;
+                         const QList<std::pair<QString, uint>>& addresses,
+                         const QString& gateway = QString()) const;
     // From now on each RequestScan of the device sets its LastScan to the current CLOCK_BOOTTIME
     // milliseconds delayMs later, as a finished scan does. (The template's RequestScan changes
     // nothing.)
