@@ -30,12 +30,16 @@ bool realWiFiAvailable(QString* why) {
             *why = QStringLiteral("no NetworkManager on the system bus");
             return false;
         }
+        bool unmanaged = false;
         for (const auto& device : nm.devices()) {
-            if (device.isWifi()) {
+            if (device.isWifi() && !device.isUnmanaged()) {
                 return true;
             }
+            unmanaged = unmanaged || device.isWifi();
         }
-        *why = QStringLiteral("NetworkManager lists no Wi-Fi device");
+        // An unmanaged device's networks are unknown to NetworkManager: nothing could be profiled.
+        *why = unmanaged ? QStringLiteral("NetworkManager manages no Wi-Fi device")
+                         : QStringLiteral("NetworkManager lists no Wi-Fi device");
     } catch (const platform::linuxwifi::DBusReadError& e) {
         *why = QStringLiteral("NetworkManager did not answer: %1").arg(e.text());
     }

@@ -57,7 +57,9 @@ LinuxBackend::Gateways LinuxBackend::gateways() const {
     // IPv4: NetworkManager's, or else the kernel's default route when it leaves through the Wi-Fi
     // device (a connection NetworkManager does not manage the addresses of).
     if (!device.ip4Config.isEmpty() && device.ip4Config != nm::kNoObject) {
-        const QHostAddress gateway(nm_->ip4Config(device.ip4Config).gateway);
+        const NMIp4Config config = nm_->ip4Config(device.ip4Config);
+        found.hasIPv4Address = !config.addresses.empty();
+        const QHostAddress gateway(config.gateway);
         if (gateway.protocol() == QAbstractSocket::IPv4Protocol) {
             found.ipv4 = gateway;
         }
@@ -102,17 +104,20 @@ TestAnswer LinuxBackend::pingLAN(const Request& request) {
     requireJoinedTarget(request);
     // The IPv4 gateway; on a network without IPv4 (IPv6 only, with NAT64) the IPv6 one.
     const Gateways found = gateways();
-    if (!found.ipv4 && !found.ipv6) {
+    if (found.ipv4) {
+        return ping(request, QStringLiteral("gateway"), *found.ipv4);
+    }
+    if (!found.ipv6Only()) {
         failWithoutGateway(found.noIPv4Because);
     }
-    return ping(request, QStringLiteral("gateway"), found.ipv4 ? *found.ipv4 : *found.ipv6);
+    return ping(request, QStringLiteral("gateway"), *found.ipv6);
 }
 
 TestAnswer LinuxBackend::pingWAN(const Request& request) {
     requireJoinedTarget(request);
     const Gateways found = gateways();
-    const bool ipv6Only = !found.ipv4 && found.ipv6;
-    const QString& address = ipv6Only ? options_.targets.wanPingAddress6 : options_.targets.wanPingAddress;
+    const QString& address =
+        found.ipv6Only() ? options_.targets.wanPingAddress6 : options_.targets.wanPingAddress;
     const QHostAddress target(address);
     if (target.isNull()) {
         fail(servicecode::kSystem,
@@ -124,12 +129,12 @@ TestAnswer LinuxBackend::pingWAN(const Request& request) {
 TestAnswer LinuxBackend::doubleNAT(const Request& request) {
     requireJoinedTarget(request);
     const Gateways found = gateways();
+    if (found.ipv6Only()) {
+        // Without IPv4 no router of the network translates addresses: a provider's NAT64, far
+        // upstream, is no home router's double NAT.
+        return finding(false);
+    }
     if (!found.ipv4) {
-        if (found.ipv6) {
-            // Without IPv4 no router of the network translates addresses: a provider's NAT64,
-            // far upstream, is no home router's double NAT.
-            return finding(false);
-        }
         failWithoutGateway(found.noIPv4Because);
     }
     if (!isPrivateIPv4(found.ipv4->toString())) {
@@ -194,23 +199,20 @@ void LinuxBackend::requireResolverThroughWiFi() const {
 
 ProbeOutcome<QHostAddress> LinuxBackend::internetCheckAddress(const Request& request) {
     const QUrl& url = options_.targets.checkUrl;
-    QHostAddress address(url.host());
-    if (address.isNull()) {
+    QList<QHostAddress> addresses{QHostAddress(url.host())};
+    if (addresses.front().isNull()) {
         const auto resolved = resolveHost(url.host(), options_.targets.dnsTimeout, *request.cancel);
         if (!resolved.ok()) {
             return resolved.error();
         }
-        // The pings measure IPv4; so does the check where the name has an IPv4 address.
-        const QList<QHostAddress>& all = resolved.value();
-        const auto v4 = std::find_if(all.begin(), all.end(), [](const QHostAddress& a) {
-            return a.protocol() == QAbstractSocket::IPv4Protocol;
-        });
-        address = v4 != all.end() ? *v4 : all.front();
+        addresses = resolved.value();
     }
-    if (const auto route = outgoingInterface(address); route.ok()) {
-        requireThroughWiFi(route.value(), QStringLiteral("internet check"), address.toString());
+    const ThroughWiFi choice = addressThroughWiFi(addresses, wifiDevice().interface, outgoingInterface);
+    if (choice.elsewhere) {
+        requireThroughWiFi(choice.elsewhere->second, QStringLiteral("internet check"),
+                           choice.elsewhere->first.toString());
     }
-    return address;
+    return choice.address;
 }
 
 TestAnswer LinuxBackend::resolveDNS(const Request& request) {

@@ -102,4 +102,36 @@ std::optional<SecurityType> securityOfSettings(const NMConnectionSettings& setti
     return securityOfSavedConnection(security);
 }
 
+ThroughWiFi addressThroughWiFi(const QList<QHostAddress>& addresses, const QString& wifiInterface,
+                               const RouteLookup& routeOf) {
+    QList<QHostAddress> ordered;
+    for (const auto protocol : {QAbstractSocket::IPv4Protocol, QAbstractSocket::IPv6Protocol}) {
+        for (const QHostAddress& address : addresses) {
+            if (address.protocol() == protocol) {
+                ordered.append(address);
+            }
+        }
+    }
+    if (ordered.isEmpty()) {
+        ordered = addresses;
+    }
+    ThroughWiFi choice;
+    for (const QHostAddress& address : ordered) {
+        const auto route = routeOf(address);
+        if (!route.ok()) {
+            continue;
+        }
+        if (!route.value() || *route.value() == wifiInterface) {
+            choice.address = address;
+            choice.elsewhere.reset();
+            return choice;
+        }
+        if (!choice.elsewhere) {
+            choice.elsewhere = std::make_pair(address, *route.value());
+        }
+    }
+    choice.address = ordered.value(0);
+    return choice;
+}
+
 }  // namespace platform::linuxwifi::handlers

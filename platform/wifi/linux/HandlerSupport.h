@@ -3,13 +3,17 @@
 // out with a service error, verdicts, and the conversions from NetworkManager's records to the
 // service's details.
 
+#include "platform/wifi/linux/CancelToken.h"
 #include "platform/wifi/linux/LinuxBackend.h"
 #include "platform/wifi/linux/NetworkManagerClient.h"
 #include "platform/wifi/linux/Security.h"
 
+#include <QHostAddress>
+#include <QList>
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -57,6 +61,18 @@ Value scanResultValue(const NMAccessPoint& ap);
 // system failing): only the first kind is a finding.
 bool isNetworkFinding(const ErrorRef& error);
 bool isWifiConnection(const NMConnectionSettings& settings);
+
+// Which of a name's addresses a probe takes: the first, IPv4 before IPv6, whose route leaves
+// through the Wi-Fi device (or through no named device). Where the routes of all those that have one
+// leave through another device, elsewhere names the first and its device; where none has a route
+// (an IPv4 address on a network without IPv4), the first address, and the probe says what failed.
+struct ThroughWiFi {
+    QHostAddress address;
+    std::optional<std::pair<QHostAddress, QString>> elsewhere;
+};
+using RouteLookup = std::function<ProbeOutcome<std::optional<QString>>(const QHostAddress&)>;
+ThroughWiFi addressThroughWiFi(const QList<QHostAddress>& addresses, const QString& wifiInterface,
+                               const RouteLookup& routeOf);
 std::optional<SecurityType> securityOfSettings(const NMConnectionSettings& settings);
 
 }  // namespace handlers

@@ -237,11 +237,18 @@ bool LinuxBackend::power() {
 }
 
 void LinuxBackend::setPower(bool on) {
-    bool now = power();
     try {
         nm_->setWirelessEnabled(on);
-        // NetworkManager takes the wish even when the radio cannot follow it (a hardware switch
-        // or the firmware holds it off): the state is what it says afterwards, not what was asked.
+    } catch (const DBusReadError& e) {
+        if (options_.warn) {
+            options_.warn(QStringLiteral("cannot switch Wi-Fi %1: %2").arg(on ? "on" : "off", e.text()));
+        }
+        return;
+    }
+    // NetworkManager takes the wish even when the radio cannot follow it (a hardware switch or the
+    // firmware holds it off): the state is what it says afterwards, not what was asked.
+    bool now = on;
+    try {
         now = nm_->wirelessEnabled();
         if (now != on && options_.warn) {
             const bool hardwareOn = nm_->wirelessHardwareEnabled();
@@ -254,10 +261,11 @@ void LinuxBackend::setPower(bool on) {
                                                "switch on, or see rfkill list"));
         }
     } catch (const DBusReadError& e) {
+        // The switch was taken; its change is heard from NetworkManager's signal when it comes.
         if (options_.warn) {
-            options_.warn(QStringLiteral("cannot switch Wi-Fi %1: %2").arg(on ? "on" : "off", e.text()));
+            options_.warn(QStringLiteral("switched Wi-Fi %1, but cannot read whether it is: %2")
+                              .arg(on ? "on" : "off", e.text()));
         }
-        return;
     }
     bool changed = false;
     {

@@ -7,6 +7,7 @@
 
 #include "platform/wifi/WiFiBackend.h"
 #include "platform/wifi/linux/CancelToken.h"
+#include "platform/wifi/linux/NetworkManagerClient.h"
 #include "platform/wifi/linux/ProbeTargets.h"
 
 #include <QDBusConnection>
@@ -54,7 +55,7 @@ struct LinuxBackendOptions {
     std::chrono::milliseconds callTimeout{2000};   // every D-Bus call
     std::chrono::milliseconds scanTimeout{15000};  // waiting for a fresh scan
     // NetworkManager's CheckConnectivity, which may take it up to 20 s.
-    std::chrono::milliseconds connectivityCheckTimeout{25000};
+    std::chrono::milliseconds connectivityCheckTimeout = NetworkManagerClient::kCheckConnectivityTimeout;
     ProbeTargets targets;
     // Root of the kernel's sysfs, where the Wi-Fi drivers' Bluetooth coexistence switch is read.
     QString sysfsRoot = QStringLiteral("/sys");
@@ -152,14 +153,19 @@ class LinuxBackend final : public WiFiBackend {
     // The Wi-Fi device the tests measure; error 95 when NetworkManager manages none.
     NMDevice wifiDevice() const;
     QString wifiDevicePath() const;
-    // Error 95 when NetworkManager's access points are made up (its iwd backend).
+    // Whether NetworkManager's access points are made up (its iwd backend is on the bus), and
+    // error 95 saying so when they are.
+    bool accessPointsAreMadeUp() const;
     void requireRealAccessPoints() const;
     std::vector<NMAccessPoint> scan(const Request& request);
     // The daemon's last scan when it refused a fresh one, said on stderr; error 13 or 95 when it
     // has none.
     std::int64_t lastScanInsteadOfARefusedOne(const NMScanWait& wait);
     NMAccessPoint targetAccessPoint(const Request& request);
+    // The settings of the connection the Wi-Fi device is using, none when it uses none; error 13
+    // when they belong to another user (NetworkManager refuses them), or, IfReadable, none then too.
     std::optional<NMConnectionSettings> activeConnection() const;
+    std::optional<NMConnectionSettings> activeConnectionIfReadable() const;
     // The most recently used connection saved for the SSID.
     std::optional<NMConnectionSettings> savedConnectionFor(const QByteArray& ssid) const;
     // The connection a network test reads: the active one for the joined network, else the saved one.
@@ -178,7 +184,10 @@ class LinuxBackend final : public WiFiBackend {
     struct Gateways {
         std::optional<QHostAddress> ipv4;
         QString noIPv4Because;
+        bool hasIPv4Address = false;  // the device has an IPv4 address of NetworkManager's
         std::optional<QHostAddress> ipv6;
+        // A network without IPv4 (IPv6 only, with NAT64): no IPv4 address or gateway, an IPv6 gateway.
+        bool ipv6Only() const { return !ipv4 && !hasIPv4Address && ipv6.has_value(); }
     };
     Gateways gateways() const;
     // Whether a sign-in page stands between the Wi-Fi and the internet: NetworkManager's own check of

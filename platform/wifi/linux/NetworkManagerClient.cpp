@@ -219,6 +219,9 @@ NMDevice NetworkManagerClient::device(const QString& path) const {
     if (const auto connectivity = properties.find(QStringLiteral("Ip4Connectivity"))) {
         out.ip4Connectivity = connectivity->readUInt32();
     }
+    if (const auto connectivity = properties.find(QStringLiteral("Ip6Connectivity"))) {
+        out.ip6Connectivity = connectivity->readUInt32();
+    }
     return out;
 }
 
@@ -337,7 +340,11 @@ NMScanWait NetworkManagerClient::waitForFreshScan(const QString& devicePath,
     try {
         requestScan(devicePath);
     } catch (const DBusReadError& error) {
-        if (error.kind() != DBusReadError::Kind::Refused && error.kind() != DBusReadError::Kind::CallFailed) {
+        // Only the daemon's own answer is a refusal; a cancel or a bus that gave no answer is not.
+        const bool daemonsAnswer =
+            error.kind() == DBusReadError::Kind::Refused ||
+            (error.kind() == DBusReadError::Kind::CallFailed && !error.dbusErrorName().isEmpty());
+        if (!daemonsAnswer) {
             throw;
         }
         out.outcome = NMScanWait::Outcome::Refused;

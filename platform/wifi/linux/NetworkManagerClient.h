@@ -74,8 +74,9 @@ struct NMDevice {
     QString ip6Config;
     QString activeConnection;
     std::uint32_t metered = 0;  // NMMetered: 0 unknown, 1 yes, 2 no, 3 guess-yes, 4 guess-no
-    // NMConnectivityState of this device's own IPv4 (absent from daemons older than 1.16).
+    // NMConnectivityState of this device's own IPv4 and IPv6 (absent from daemons older than 1.16).
     std::optional<std::uint32_t> ip4Connectivity;
+    std::optional<std::uint32_t> ip6Connectivity;
 
     bool isWifi() const { return deviceType == nm::kDeviceTypeWifi; }
     bool isWifiP2P() const { return deviceType == nm::kDeviceTypeWifiP2P; }

@@ -28,7 +28,7 @@ TestAnswer LinuxBackend::noSecurity(const Request& request) {
     // The joined link is as secure as the connection in use: the open half of an OWE transition
     // pair announces OWE in its flags, yet a connection without OWE joins it open.
     if (!request.networkName) {
-        if (const auto active = activeConnection(); active && active->ssid == ap.ssid) {
+        if (const auto active = activeConnectionIfReadable(); active && active->ssid == ap.ssid) {
             if (const auto security = securityOfSettings(*active)) {
                 return finding(*security == SecurityType::Open,
                                Dictionary::make({{QStringLiteral("Security"),
@@ -90,9 +90,11 @@ TestAnswer LinuxBackend::personalHotspot(const Request& request) {
 }
 
 bool LinuxBackend::behindCaptivePortal(const Request& request) {
-    // Where the daemon checks connectivity itself, its verdict on the Wi-Fi device's own IPv4 counts,
-    // not the global state, which a docked laptop's Ethernet would make FULL. Stock Debian ships
-    // checking off; the daemon then calls any routed link FULL, and our own probe tells instead.
+    // Where the daemon checks connectivity itself, its verdict on the Wi-Fi device's own IPv4 and
+    // IPv6 counts, not the global state, which a docked laptop's Ethernet would make FULL: a portal
+    // on either family is a portal, full connectivity on either (IPv6 on a network without IPv4)
+    // is none. Stock Debian ships checking off; the daemon then calls any routed link FULL, and our
+    // own probe tells instead, as it does when the daemon found neither.
     NMConnectivityChecking checking;
     try {
         checking = nm_->connectivityChecking();
@@ -102,9 +104,15 @@ bool LinuxBackend::behindCaptivePortal(const Request& request) {
     if (checking.checks()) {
         try {
             nm_->checkConnectivity(options_.connectivityCheckTimeout);
-            const auto state = wifiDevice().ip4Connectivity;
-            if (state && *state != nm::kConnectivityUnknown) {
-                return *state == nm::kConnectivityPortal;
+            const NMDevice device = wifiDevice();
+            const auto is = [&device](std::uint32_t state) {
+                return device.ip4Connectivity == state || device.ip6Connectivity == state;
+            };
+            if (is(nm::kConnectivityPortal)) {
+                return true;
+            }
+            if (is(nm::kConnectivityFull)) {
+                return false;
             }
         } catch (const DBusReadError&) {
             if (request.cancel->isCancelled()) {
@@ -147,6 +155,11 @@ TestAnswer LinuxBackend::captivePortal(const Request& request) {
         profile->isCaptive = captive;
         profile->isHidden = saved->effectiveHidden();
         int accessPoints = 0;
+        // On NetworkManager's iwd backend every network has one made-up access point: the scan
+        // tells nothing of them, and no profile is made up either.
+        if (accessPointsAreMadeUp()) {
+            return finding(captive, info);
+        }
         for (const NMAccessPoint& other : scan(request)) {
             accessPoints += other.ssid == ap.ssid ? 1 : 0;
         }

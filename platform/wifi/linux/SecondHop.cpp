@@ -57,13 +57,15 @@ enum class ProbeKind { IcmpEcho, Udp };
 // The first UDP port probed, as traceroute uses: nothing listens there.
 constexpr std::uint16_t kFirstUdpPort = 33434;
 
-// The number of the probe a queued error is about, from our request as it was sent: the echo's
-// sequence number, or the two bytes of the UDP payload. -1 when it is none of ours.
-int probeNumber(ProbeKind kind, const unsigned char* data, std::size_t size) {
+// The number of the probe a queued error is about: the echo's sequence number from our request as
+// it was sent; for UDP the destination port the probe went to (the kernel gives the original
+// destination with the error), since a router may quote no more of the dropped datagram than its
+// headers. -1 when it is none of ours.
+int probeNumber(ProbeKind kind, const unsigned char* data, std::size_t size, const sockaddr_in& destination) {
     if (kind == ProbeKind::IcmpEcho) {
         return echoSequence(data, size, ICMP_ECHO);
     }
-    return size == 2 ? (data[0] << 8 | data[1]) : -1;
+    return udpProbeNumber(ntohs(destination.sin_port));
 }
 
 // What the socket's error queue says about our sent probes: the router that said a probe's time
@@ -96,7 +98,7 @@ QueuedErrors readErrorQueue(int socket, ProbeKind kind, int sent, quint32 target
             return found;
         }
         // The queued message carries our request as it was sent.
-        const int number = probeNumber(kind, data.data(), static_cast<std::size_t>(size));
+        const int number = probeNumber(kind, data.data(), static_cast<std::size_t>(size), from);
         if (number < 0 || number >= sent) {
             continue;
         }
@@ -156,6 +158,12 @@ void drainDatagrams(int socket) {
 }
 
 }  // namespace
+
+int udpProbeNumber(std::uint16_t destinationPort) {
+    return destinationPort >= kFirstUdpPort && destinationPort < kFirstUdpPort + kProbes
+               ? destinationPort - kFirstUdpPort
+               : -1;
+}
 
 namespace {
 

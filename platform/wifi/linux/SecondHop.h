@@ -8,6 +8,7 @@
 #include <QHostAddress>
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 
 namespace platform::linuxwifi {
@@ -24,6 +25,10 @@ struct SecondHopAnswer {
 // socket, or UDP datagrams to unused ports where the kernel refuses those sockets to the user
 // (net.ipv4.ping_group_range, "1 0" on stock Debian): both need no privilege. Error 13 only when
 // neither socket can be made; a cancel ends it at once with error 125.
+// The number of the UDP probe that went to this destination port (each probe has a port of its
+// own, from 33434 up, as traceroute uses), or -1 for a port none of them went to.
+int udpProbeNumber(std::uint16_t destinationPort);
+
 ProbeOutcome<SecondHopAnswer> findSecondHop(const QHostAddress& target, std::chrono::milliseconds timeout,
                                             const CancelToken& cancel);
 

@@ -48,11 +48,15 @@ NMDevice LinuxBackend::wifiDevice() const {
     fail(servicecode::kNotSupported, QStringLiteral("NetworkManager lists no Wi-Fi device"));
 }
 
-void LinuxBackend::requireRealAccessPoints() const {
+bool LinuxBackend::accessPointsAreMadeUp() const {
     // On the iwd backend (wifi.backend=iwd) NetworkManager makes up one access point per network,
     // with a made-up BSSID, frequency and bit rate: nothing measured from them would be true.
-    const DBusCaller iwd(options_.bus, QStringLiteral("net.connman.iwd"), options_.callTimeout);
-    if (iwd.serviceIsPresent()) {
+    return DBusCaller(options_.bus, QStringLiteral("net.connman.iwd"), options_.callTimeout)
+        .serviceIsPresent();
+}
+
+void LinuxBackend::requireRealAccessPoints() const {
+    if (accessPointsAreMadeUp()) {
         fail(servicecode::kNotSupported,
              QStringLiteral(
                  "NetworkManager runs on the iwd backend, whose access points (one per network, with "
@@ -79,8 +83,7 @@ std::int64_t LinuxBackend::lastScanInsteadOfARefusedOne(const NMScanWait& wait) 
     if (tell && options_.warn) {
         options_.warn(
             QStringLiteral("NetworkManager refused a fresh scan (%1); the tests use its last scan, %2 s old")
-                .arg(why)
-                .arg((bootTimeMs() - wait.lastScanBefore) / 1000));
+                .arg(why, QString::number((bootTimeMs() - wait.lastScanBefore) / 1000)));
     }
     return wait.lastScanBefore;
 }
@@ -166,7 +169,28 @@ std::optional<NMConnectionSettings> LinuxBackend::activeConnection() const {
     if (device.activeConnection.isEmpty() || device.activeConnection == nm::kNoObject) {
         return std::nullopt;
     }
-    return nm_->connectionSettings(nm_->activeConnectionSettingsPath(device.activeConnection));
+    try {
+        return nm_->connectionSettings(nm_->activeConnectionSettingsPath(device.activeConnection));
+    } catch (const DBusReadError& error) {
+        if (error.kind() != DBusReadError::Kind::Refused) {
+            throw;
+        }
+        fail(servicecode::kNotPermitted,
+             QStringLiteral("NetworkManager refuses this user the settings of the connection in use, which "
+                            "belongs to another user (connection.permissions): %1")
+                 .arg(error.text()));
+    }
+}
+
+std::optional<NMConnectionSettings> LinuxBackend::activeConnectionIfReadable() const {
+    try {
+        return activeConnection();
+    } catch (const ServiceFailure& failure) {
+        if (failure.error->code != servicecode::kNotPermitted) {
+            throw;
+        }
+        return std::nullopt;
+    }
 }
 
 SavedWifiConnections LinuxBackend::savedWifiConnections() const {
@@ -194,7 +218,7 @@ std::optional<NMConnectionSettings> LinuxBackend::connectionFor(const Request& r
                                                                 const NMAccessPoint& ap) const {
     if (!request.networkName) {
         // The joined network: the connection the device is using, when it is for that SSID.
-        if (auto active = activeConnection(); active && active->ssid == ap.ssid) {
+        if (auto active = activeConnectionIfReadable(); active && active->ssid == ap.ssid) {
             return active;
         }
     }

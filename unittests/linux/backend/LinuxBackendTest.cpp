@@ -1,6 +1,7 @@
 // LinuxBackend against NetworkManager and BlueZ mocks on a private bus: each handler's verdict and
 // details from a shaped world, the joined or a selected network, the status query, scan reuse and
 // the fresh-scan wait with its timeout and cancel, and radio power changes reaching the platform.
+#include "platform/wifi/linux/HandlerSupport.h"
 #include "platform/wifi/linux/LinuxBackend.h"
 
 #include "platform/foundation/Dispatch.h"
@@ -29,6 +30,7 @@
 #include <chrono>
 #include <ctime>
 #include <future>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -363,6 +365,22 @@ TEST_F(LinuxBackendTest, ASavedConnectionOfAnotherUserIsSkippedAndCounted) {
     EXPECT_EQ(verdictOf(conflicts), (Verdict{false, true})) << conflicts.errorText();
 }
 
+TEST_F(LinuxBackendTest, AConnectionInUseThatBelongsToAnotherUserIsNamed) {
+    joinedAp(0, 0, 0);  // an open access point
+    const QString saved = mock().addConnection(wifiConnection(QStringLiteral("Home"), "Home"));
+    mock().addActiveConnection({device_}, saved, QStringLiteral("/"), QStringLiteral("0"), 2);
+    mock().addMethod(saved, QStringLiteral("org.freedesktop.NetworkManager.Settings.Connection"),
+                     QStringLiteral("GetSettings"), QString(), QStringLiteral("a{sa{sv}}"),
+                     QStringLiteral("raise dbus.exceptions.DBusException('Insufficient privileges', "
+                                    "name='org.freedesktop.NetworkManager.Settings.PermissionDenied')"));
+    const Outcome v4 = run(14);
+    EXPECT_EQ(v4.errorCode(), 13);
+    EXPECT_THAT(v4.errorText(), HasSubstr("belongs to another user"));
+    // What the access point itself tells still answers.
+    EXPECT_EQ(verdictOf(run(38)), (Verdict{true, false}));
+    EXPECT_EQ(verdictOf(run(43)), (Verdict{false, true}));
+}
+
 TEST_F(LinuxBackendTest, OnlyWiFiConnectionsCountAsSavedNetworks) {
     addDevice();
     mock().addConnection(wifiConnection(QStringLiteral("Home"), "Home"));
@@ -662,6 +680,18 @@ TEST_F(LinuxBackendTest, AnUnmanagedWiFiDeviceListedFirstIsNotProfiled) {
     const Outcome o = run(31, maxAge(60));
     EXPECT_EQ(scannedNames(o), QStringList({QStringLiteral("Mine")})) << o.errorText();
     EXPECT_EQ(backend().deviceCount(), 1);
+}
+
+TEST_F(LinuxBackendTest, ADeviceReadyToConnectIsProfiledBeforeAnUnavailableOne) {
+    constexpr uint kUnavailable = 20;
+    const QString unavailable = mock().addWiFiDevice(
+        QStringLiteral("wlan1"), QStringLiteral("wlx00c0ca112233"), kUnavailable, scannedNow());
+    mock().addAccessPoint(unavailable, QStringLiteral("otherap"), QStringLiteral("Elsewhere"),
+                          QStringLiteral("AC:DE:48:00:01:01"), kInfrastructure, 2412, 54000, 90, kKeyMgmtPsk);
+    device_ =
+        mock().addWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("wlp2s0"), kDisconnected, scannedNow());
+    addAp(QStringLiteral("Mine"), 2437);
+    EXPECT_EQ(scannedNames(run(31, maxAge(60))), QStringList({QStringLiteral("Mine")}));
 }
 
 TEST_F(LinuxBackendTest, OnlyUnmanagedWiFiDevicesAreNoWiFiToProfile) {
@@ -1314,6 +1344,32 @@ TEST_F(CaptivePortalTest, TheDaemonsVerdictOnTheWiFiDeviceCountsNotTheGlobalStat
     EXPECT_TRUE(record->isCaptive);
 }
 
+TEST_F(CaptivePortalTest, OnANetworkWithoutIPv4TheDaemonsIPv6VerdictCounts) {
+    joinThroughLoopback();
+    daemonChecks(true, nm::kConnectivityFull);
+    mock().addProperty(device_, nm::kDeviceInterface, QStringLiteral("Ip4Connectivity"),
+                       QVariant(nm::kConnectivityNone));
+    mock().addProperty(device_, nm::kDeviceInterface, QStringLiteral("Ip6Connectivity"),
+                       QVariant(nm::kConnectivityPortal));
+    EXPECT_EQ(verdictOf(run(46)), (Verdict{true, false}));
+    mock().updateProperties(device_, nm::kDeviceInterface,
+                            {{QStringLiteral("Ip6Connectivity"), QVariant(nm::kConnectivityFull)}});
+    EXPECT_EQ(verdictOf(run(46)), (Verdict{false, true}));
+}
+
+TEST_F(CaptivePortalTest, OnTheIwdBackendThePortalIsCheckedWithoutAMadeUpProfile) {
+    joinThroughLoopback();
+    daemonChecks(true, nm::kConnectivityFull);
+    mock().addProperty(device_, nm::kDeviceInterface, QStringLiteral("Ip4Connectivity"),
+                       QVariant(nm::kConnectivityPortal));
+    QDBusConnection bus = mock().connection();
+    ASSERT_TRUE(bus.registerService(QStringLiteral("net.connman.iwd")));
+    const Outcome o = run(46);
+    bus.unregisterService(QStringLiteral("net.connman.iwd"));
+    EXPECT_EQ(verdictOf(o), (Verdict{true, false})) << o.errorText();
+    EXPECT_FALSE(o.info("PreferredNetwork").has_value());
+}
+
 TEST_F(CaptivePortalTest, WhereTheDaemonDoesNotCheckOurProbeFindsARedirect) {
     // Stock Debian: no check URI, and the daemon calls any routed link FULL.
     LocalHttpServer server;
@@ -1417,6 +1473,59 @@ TEST_F(LinuxBackendTest, ALocalCachingResolverIsAskedAsItIs) {
     EXPECT_EQ(verdictOf(o), (Verdict{true, true})) << o.errorText();
 }
 
+// ---- Which address a probe takes ----
+
+using platform::linuxwifi::handlers::addressThroughWiFi;
+
+// Routes as a table gives them: the interface of each address, or no route at all.
+platform::linuxwifi::handlers::RouteLookup routes(std::map<QString, std::optional<QString>> table) {
+    return [table](const QHostAddress& address) -> platform::linuxwifi::ProbeOutcome<std::optional<QString>> {
+        const auto found = table.find(address.toString());
+        if (found == table.end()) {
+            return platform::makeError(QStringLiteral("test"), 65, QStringLiteral("no route"));
+        }
+        return found->second;
+    };
+}
+
+TEST(AddressThroughWiFi, IPv4ComesFirstWhenItsRouteTakesTheWiFi) {
+    const auto choice = addressThroughWiFi(
+        {QHostAddress(QStringLiteral("2001:db8::1")), QHostAddress(QStringLiteral("192.0.2.1"))},
+        QStringLiteral("wlan0"),
+        routes({{QStringLiteral("2001:db8::1"), QStringLiteral("wlan0")},
+                {QStringLiteral("192.0.2.1"), QStringLiteral("wlan0")}}));
+    EXPECT_EQ(choice.address, QHostAddress(QStringLiteral("192.0.2.1")));
+    EXPECT_FALSE(choice.elsewhere.has_value());
+}
+
+TEST(AddressThroughWiFi, OnANetworkWithoutIPv4TheIPv6AddressIsTaken) {
+    // NAT64: DNS64 still gives the name's real IPv4 address, which has no route here.
+    const auto choice = addressThroughWiFi(
+        {QHostAddress(QStringLiteral("192.0.2.1")), QHostAddress(QStringLiteral("2001:db8::1"))},
+        QStringLiteral("wlan0"), routes({{QStringLiteral("2001:db8::1"), QStringLiteral("wlan0")}}));
+    EXPECT_EQ(choice.address, QHostAddress(QStringLiteral("2001:db8::1")));
+    EXPECT_FALSE(choice.elsewhere.has_value());
+}
+
+TEST(AddressThroughWiFi, AnAddressReachedOnlyThroughAnotherDeviceIsNamedWithIt) {
+    const auto choice = addressThroughWiFi(
+        {QHostAddress(QStringLiteral("192.0.2.1")), QHostAddress(QStringLiteral("2001:db8::1"))},
+        QStringLiteral("wlan0"),
+        routes({{QStringLiteral("192.0.2.1"), QStringLiteral("eth0")},
+                {QStringLiteral("2001:db8::1"), QStringLiteral("tun0")}}));
+    ASSERT_TRUE(choice.elsewhere.has_value());
+    EXPECT_EQ(choice.elsewhere->first, QHostAddress(QStringLiteral("192.0.2.1")));
+    EXPECT_EQ(choice.elsewhere->second, QStringLiteral("eth0"));
+}
+
+TEST(AddressThroughWiFi, WithNoRouteAtAllTheFirstAddressIsTakenAndTheProbeSaysWhy) {
+    const auto choice = addressThroughWiFi(
+        {QHostAddress(QStringLiteral("2001:db8::1")), QHostAddress(QStringLiteral("192.0.2.1"))},
+        QStringLiteral("wlan0"), routes({}));
+    EXPECT_EQ(choice.address, QHostAddress(QStringLiteral("192.0.2.1")));
+    EXPECT_FALSE(choice.elsewhere.has_value());
+}
+
 // ---- A network without IPv4 ----
 
 TEST_F(LinuxBackendTest, OnAnIPv6OnlyNetworkThePingsAimAtIPv6AndNoRouterTranslatesAddresses) {
@@ -1435,6 +1544,20 @@ TEST_F(LinuxBackendTest, OnAnIPv6OnlyNetworkThePingsAimAtIPv6AndNoRouterTranslat
     EXPECT_THAT(wan.errorText(),
                 HasSubstr("WAN ping address ::1 leaves through lo, not the Wi-Fi device wlp2s0"));
     EXPECT_EQ(verdictOf(run(8)), (Verdict{false, true}));
+}
+
+TEST_F(LinuxBackendTest, AnIPv4AddressWithoutAnIPv4GatewayIsNoIPv6OnlyNetwork) {
+    // ipv4.never-default: the link has IPv4, but the default route is another's.
+    addDevice();
+    join(addAp(QStringLiteral("Home"), 2437));
+    mock().addIp4Config(device_, QStringLiteral("ip4"), {{QStringLiteral("192.168.1.20"), 24}}, QString());
+    mock().addIp6Config(device_, QStringLiteral("ip6"), {{QStringLiteral("2001:db8:1::20"), 64}},
+                        QStringLiteral("fe80::1"));
+    for (const std::int64_t id : {3, 8}) {
+        const Outcome o = run(id);
+        EXPECT_EQ(o.errorCode(), 57) << id;
+        EXPECT_THAT(o.errorText(), HasSubstr("names no IPv4 or IPv6 gateway")) << id;
+    }
 }
 
 TEST_F(LinuxBackendTest, WithIPv4TheIPv6GatewayIsNotPinged) {

@@ -277,3 +277,12 @@ TEST(ResolverConfiguration, NameServersAreReadInTheirOrderAndTheRestSkipped) {
     EXPECT_EQ(servers[2].scopeId(), QStringLiteral("wlan0"));
     EXPECT_TRUE(nameserversOf(QByteArray()).isEmpty());
 }
+
+TEST(SecondHopProbes, AUdpProbeIsKnownByItsDestinationPortAlone) {
+    // A router may quote only the headers of the dropped datagram: the port tells which probe it was.
+    EXPECT_EQ(udpProbeNumber(33434), 0);
+    EXPECT_EQ(udpProbeNumber(33436), 2);
+    EXPECT_EQ(udpProbeNumber(33437), -1);  // three probes
+    EXPECT_EQ(udpProbeNumber(33433), -1);
+    EXPECT_EQ(udpProbeNumber(53), -1);
+}

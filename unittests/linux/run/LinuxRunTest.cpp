@@ -265,6 +265,20 @@ TEST_F(LinuxRunTest, WithoutAWiFiDeviceAutoProfilesTheSimulatedDeviceAndLinuxRef
     EXPECT_TRUE(refused.out.isEmpty());
 }
 
+TEST_F(LinuxRunTest, WithOnlyAnUnmanagedWiFiDeviceAutoProfilesTheSimulatedDevice) {
+    bus_->addWiFiDevice(QStringLiteral("wlan0"), QStringLiteral("lo"), nm::kDeviceStateUnmanaged);
+    const HostOutcome automatic = runHost(bus_->address(), {});
+    EXPECT_EQ(automatic.exitCode, 0);
+    EXPECT_TRUE(automatic.err.contains(QStringLiteral(
+        "wifi-profile: NetworkManager manages no Wi-Fi device; profiling the simulated device")))
+        << automatic.err.toStdString();
+    const HostOutcome refused =
+        runHost(bus_->address(), {QStringLiteral("--backend"), QStringLiteral("linux")});
+    EXPECT_EQ(refused.exitCode, 5);
+    EXPECT_TRUE(refused.err.contains(QStringLiteral("NetworkManager manages no Wi-Fi device")))
+        << refused.err.toStdString();
+}
+
 TEST(LinuxRunWithoutBus, NoSystemBusMeansTheSimulatedDevice) {
     const HostOutcome run = runHost(QStringLiteral("unix:path=/nonexistent/wifi-profile-test-bus"), {});
     EXPECT_EQ(run.exitCode, 0);
