@@ -1,6 +1,7 @@
 #pragma once
 // Traits of one access point: 802.11b legacy rates only (test 41) and a locally administered
-// BSSID, the mark of a phone's personal hotspot (test 44).
+// BSSID, which phones' hotspots use, but also mesh nodes and multi-BSSID access points: a hint for
+// test 44 beside the beacon's vendor elements, never proof alone.
 
 #include <QString>
 
@@ -31,7 +32,7 @@ std::optional<Bssid> parseBssid(const QString& text, QString* problem = nullptr)
 // maker, as a phone's hotspot or a randomised address does.
 bool isLocallyAdministered(const Bssid& bssid);
 
-// Test 44, for a BSSID text: well formed and locally administered. A malformed text gives false;
+// For a BSSID text: well formed and locally administered. A malformed text gives false;
 // *problem, when given, then names what is wrong (and is left alone for a well-formed one).
 bool isLocallyAdministeredBssid(const QString& bssid, QString* problem = nullptr);
 
