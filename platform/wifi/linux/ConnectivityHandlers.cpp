@@ -14,8 +14,6 @@
 
 #include <QFile>
 
-#include <algorithm>
-
 namespace platform::linuxwifi {
 
 using namespace handlers;

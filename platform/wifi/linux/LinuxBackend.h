@@ -27,15 +27,8 @@
 
 namespace platform::linuxwifi {
 
-class CancelToken;
-class NetworkManagerClient;
 class BluezClient;
 class HttpProbe;
-class WirelessEnabledWatcher;
-struct NMAccessPoint;
-struct NMDevice;
-struct NMScanWait;
-struct NMConnectionSettings;
 struct BluetoothState;
 
 // The service's error codes (errno values, as the platform's service uses them).
