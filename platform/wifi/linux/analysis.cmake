@@ -11,5 +11,6 @@ add_library(wifiprofile_linux_analysis STATIC
     ${CMAKE_CURRENT_LIST_DIR}/Addresses.cpp
     ${CMAKE_CURRENT_LIST_DIR}/PingStatistics.cpp
     ${CMAKE_CURRENT_LIST_DIR}/AccessPointTraits.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/InformationElements.cpp
 )
 target_link_libraries(wifiprofile_linux_analysis PUBLIC wifiprofile_wifi Qt6::Core Qt6::Network)
