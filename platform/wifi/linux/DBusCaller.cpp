@@ -16,12 +16,6 @@ namespace {
 
 const QString kPropertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
 
-}  // namespace
-
-// ---- DBusCaller ---------------------------------------------------------------------------------
-
-namespace {
-
 bool isOneOf(const QString& name, std::initializer_list<const char*> names) {
     for (const char* candidate : names) {
         if (name == QLatin1String(candidate)) {
@@ -105,6 +99,12 @@ DBusReadError errorFromReply(Action action, const DBusPlace& place, const QDBusM
     return DBusReadError(Kind::CallFailed, QStringLiteral("%1 failed (%2)").arg(what, detail), name);
 }
 
+// A call not made, or no longer waited for, because the work it serves was cancelled.
+DBusReadError cancelledError(Action action, const DBusPlace& place) {
+    return DBusReadError(DBusReadError::Kind::CallFailed,
+                         QStringLiteral("%1 %2: cancelled").arg(verbOf(action), place.text()));
+}
+
 // How a call waits for its answer: blocked in QtDBus, or looking every few milliseconds whether the
 // work it serves was cancelled (for calls that may take long).
 enum class Wait { Blocked, Cancellable };
@@ -116,8 +116,7 @@ QDBusMessage answerUnlessCancelled(const DBusCaller& caller, const QDBusMessage&
         caller.connection().asyncCall(message, static_cast<int>(caller.timeout().count()));
     while (!pending.isFinished()) {
         if (CallCancellation::cancelledOnThisThread()) {
-            throw DBusReadError(DBusReadError::Kind::CallFailed,
-                                QStringLiteral("%1 %2: cancelled").arg(verbOf(action), errorPlace.text()));
+            throw cancelledError(action, errorPlace);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
@@ -129,8 +128,7 @@ std::vector<DBusValue> callAt(const DBusCaller& caller, Action action, const DBu
                               const QVariantList& args, const QString& replySignature,
                               Wait wait = Wait::Blocked) {
     if (CallCancellation::cancelledOnThisThread()) {
-        throw DBusReadError(DBusReadError::Kind::CallFailed,
-                            QStringLiteral("%1 %2: cancelled").arg(verbOf(action), errorPlace.text()));
+        throw cancelledError(action, errorPlace);
     }
     if (!isObjectPath(path)) {
         DBusPlace withoutPath = errorPlace;

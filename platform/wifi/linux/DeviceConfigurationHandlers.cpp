@@ -13,24 +13,30 @@ namespace platform::linuxwifi {
 
 using namespace handlers;
 
-TestAnswer LinuxBackend::customIPv4(const Request&) {
-    const auto active = activeConnection();
+namespace {
+
+// Tests 14 and 15: the active connection's addressing method for one family is set by hand, with
+// the method under key; NetworkManager leaves the default (auto) out of the settings.
+TestAnswer customAddressing(const std::optional<NMConnectionSettings>& active,
+                            std::optional<QString> NMConnectionSettings::*method, const QString& key) {
     if (!active) {
         fail(servicecode::kNotJoined, QStringLiteral("no Wi-Fi connection is active"));
     }
-    const QString method = active->ipv4Method.value_or(QStringLiteral("auto"));
-    return verdict(method == QLatin1String("manual"), method != QLatin1String("manual"),
-                   Dictionary::make({{QStringLiteral("IPv4ConfigMethod"), Value::string(method)}}));
+    const QString value = ((*active).*method).value_or(QStringLiteral("auto"));
+    const bool manual = value == QLatin1String("manual");
+    return verdict(manual, !manual, Dictionary::make({{key, Value::string(value)}}));
+}
+
+}  // namespace
+
+TestAnswer LinuxBackend::customIPv4(const Request&) {
+    return customAddressing(activeConnection(), &NMConnectionSettings::ipv4Method,
+                            QStringLiteral("IPv4ConfigMethod"));
 }
 
 TestAnswer LinuxBackend::customIPv6(const Request&) {
-    const auto active = activeConnection();
-    if (!active) {
-        fail(servicecode::kNotJoined, QStringLiteral("no Wi-Fi connection is active"));
-    }
-    const QString method = active->ipv6Method.value_or(QStringLiteral("auto"));
-    return verdict(method == QLatin1String("manual"), method != QLatin1String("manual"),
-                   Dictionary::make({{QStringLiteral("IPv6ConfigMethod"), Value::string(method)}}));
+    return customAddressing(activeConnection(), &NMConnectionSettings::ipv6Method,
+                            QStringLiteral("IPv6ConfigMethod"));
 }
 
 TestAnswer LinuxBackend::customDNS(const Request&) {
