@@ -12,5 +12,9 @@ add_library(wifiprofile_linux_analysis STATIC
     ${CMAKE_CURRENT_LIST_DIR}/PingStatistics.cpp
     ${CMAKE_CURRENT_LIST_DIR}/AccessPointTraits.cpp
     ${CMAKE_CURRENT_LIST_DIR}/InformationElements.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/Netlink.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/NetlinkBuilder.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/Nl80211Records.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/Nl80211Radio.cpp
 )
 target_link_libraries(wifiprofile_linux_analysis PUBLIC wifiprofile_wifi Qt6::Core Qt6::Network)
