@@ -46,8 +46,10 @@ bool realWiFiAvailable(QString* why) {
     return false;
 }
 
-std::shared_ptr<platform::linuxwifi::LinuxBackend> makeLinuxBackend(const HostOptions& options) {
+std::shared_ptr<platform::linuxwifi::LinuxBackend> makeLinuxBackend(
+    const HostOptions& options, std::shared_ptr<platform::linuxwifi::Nl80211Source> nl80211) {
     platform::linuxwifi::LinuxBackendOptions linuxOptions;
+    linuxOptions.nl80211 = std::move(nl80211);
     linuxOptions.targets = options.probeTargets;
     linuxOptions.warn = [](const QString& message) {
         writeOut(stderr, QStringLiteral("wifi-profile: %1\n").arg(message).toUtf8());

@@ -19,6 +19,8 @@ bool realWiFiAvailable(QString* why);
 
 // The real system's backend, once realWiFiAvailable said yes. warn prints one line of the
 // backend's own complaints (a refused power switch).
-std::shared_ptr<platform::linuxwifi::LinuxBackend> makeLinuxBackend(const HostOptions& options);
+// nl80211 is where its radio details come from (none: the kernel).
+std::shared_ptr<platform::linuxwifi::LinuxBackend> makeLinuxBackend(
+    const HostOptions& options, std::shared_ptr<platform::linuxwifi::Nl80211Source> nl80211 = nullptr);
 
 }  // namespace host

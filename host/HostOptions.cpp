@@ -48,10 +48,10 @@ platform::Value scalarFromArgument(const QString& text) {
 }
 
 bool takesValue(const QString& option) {
-    static const QStringList withValue = {"--parameters", "--scenario", "--automation", "--events",
-                                          "--timeout",    "--plugin",   "--backend",    "--ping-wan",
-                                          "--ping-wan6",  "--dns-name", "--check-url",  "--check-status",
-                                          "--check-body"};
+    static const QStringList withValue = {
+        "--parameters", "--scenario",     "--automation", "--events",         "--timeout",
+        "--plugin",     "--backend",      "--ping-wan",   "--ping-wan6",      "--dns-name",
+        "--check-url",  "--check-status", "--check-body", "--nl80211-record", "--nl80211-replay"};
     if (withValue.contains(option)) {
         return true;
     }
@@ -162,6 +162,14 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
             // An empty value means any body will do.
             options.probeTargets.checkBody =
                 value->isEmpty() ? std::nullopt : std::optional<QByteArray>(value->toUtf8());
+        } else if (option == QLatin1String("--nl80211-record") ||
+                   option == QLatin1String("--nl80211-replay")) {
+            if (value->isEmpty()) {
+                return fail(HostOptionsError::Kind::Usage,
+                            QStringLiteral("%1 needs a directory").arg(option));
+            }
+            (option == QLatin1String("--nl80211-record") ? options.nl80211RecordDir
+                                                         : options.nl80211ReplayDir) = *value;
         } else if (option == QLatin1String("--timeout")) {
             bool ok = false;
             const double seconds = value->toDouble(&ok);
@@ -183,6 +191,18 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
             QStringLiteral("--scenario describes a simulated device; it cannot go with --backend linux"));
     }
     options.backend = options.scenarioPath ? BackendChoice::Sim : backend.value_or(BackendChoice::Auto);
+    if (options.nl80211RecordDir && options.nl80211ReplayDir) {
+        return fail(HostOptionsError::Kind::Usage,
+                    QStringLiteral("--nl80211-record and --nl80211-replay cannot go together"));
+    }
+    if ((options.nl80211RecordDir || options.nl80211ReplayDir) && options.backend == BackendChoice::Sim) {
+        return fail(
+            HostOptionsError::Kind::Usage,
+            QStringLiteral("%1 is about the real system's radio; it cannot go with %2")
+                .arg(options.nl80211RecordDir ? QStringLiteral("--nl80211-record")
+                                              : QStringLiteral("--nl80211-replay"),
+                     options.scenarioPath ? QStringLiteral("--scenario") : QStringLiteral("--backend sim")));
+    }
 
     const QByteArray text = parametersText.value_or(QByteArray(kDefaultParameters));
     platform::Value parsed = platform::Value::null();
@@ -242,6 +262,9 @@ QString hostUsage() {
                "  --check-url URL            internet check URL (default %4)\n"
                "  --check-status N           the status it must answer (default %5)\n"
                "  --check-body TEXT          the body it must answer; empty: any (default \"%6\")\n"
+               "  --nl80211-record DIR       write the kernel's nl80211 answers (the radio details) to DIR\n"
+               "  --nl80211-replay DIR       read the radio details from a recording in DIR instead of the\n"
+               "                             kernel (NetworkManager and BlueZ are still asked)\n"
                "Run:\n"
                "  --automation FILE          user actions to play (default: the scenario's own)\n"
                "  --ui                       show the diagnostic in a window (default: off screen)\n"
@@ -251,9 +274,9 @@ QString hostUsage() {
                "  --events FILE              write observable events as JSON lines to FILE\n"
                "  --help                     show this text\n"
                "\n"
-               "Exit codes: 0 finished; 2 parameters rejected; 3 scenario or automation unusable;\n"
-               "4 not finished within the timeout; 5 the real system's Wi-Fi cannot be profiled\n"
-               "(--backend linux); 1 anything else.\n")
+               "Exit codes: 0 finished; 2 parameters rejected; 3 scenario, automation or nl80211 recording\n"
+               "unusable; 4 not finished within the timeout; 5 the real system's Wi-Fi cannot be\n"
+               "profiled (--backend linux); 1 anything else.\n")
         .arg(QString::fromUtf8(kDefaultParameters), defaults.wanPingAddress, defaults.dnsName,
              defaults.checkUrl.toString(), QString::number(defaults.checkStatus),
              QString::fromUtf8(defaults.checkBody.value_or(QByteArray()))

@@ -24,6 +24,9 @@ struct HostOptions {
     std::optional<QString> pluginPath;            // absent: the diagnostic installed beside the host
     BackendChoice backend = BackendChoice::Auto;  // --scenario means Sim
     platform::linuxwifi::ProbeTargets probeTargets;
+    // The real system's radio details: written to a recording, or read from one instead of the kernel.
+    std::optional<QString> nl80211RecordDir;
+    std::optional<QString> nl80211ReplayDir;
     bool ui = false;
     double timeoutSeconds = 600.0;
     bool help = false;

@@ -113,9 +113,12 @@ int HostRun::prepare(HostObservers& observers) {
     // Whose Wi-Fi: this machine's, or the simulated device.
     bool simulated = options_.backend == BackendChoice::Sim;
     if (!simulated) {
+        if (!prepareNl80211()) {
+            return kExitScenarioUnusable;
+        }
         QString why;
         if (realWiFiAvailable(&why)) {
-            linux_ = makeLinuxBackend(options_);
+            linux_ = makeLinuxBackend(options_, nl80211_);
         } else if (options_.backend == BackendChoice::Linux) {
             error(QStringLiteral("%1; start NetworkManager on a machine with Wi-Fi, or profile the simulated "
                                  "device with --backend sim")
@@ -124,6 +127,12 @@ int HostRun::prepare(HostObservers& observers) {
         } else {
             writeOut(stderr,
                      QStringLiteral("wifi-profile: %1; profiling the simulated device\n").arg(why).toUtf8());
+            if (options_.nl80211RecordDir || options_.nl80211ReplayDir) {
+                writeOut(stderr, QStringLiteral("wifi-profile: the simulated device has no nl80211 to %1\n")
+                                     .arg(options_.nl80211RecordDir ? QStringLiteral("record")
+                                                                    : QStringLiteral("replay"))
+                                     .toUtf8());
+            }
             simulated = true;
         }
     }
@@ -264,6 +273,46 @@ void HostRun::onAutomationFailure(const QString& place, const QString& why) {
     conclude();
 }
 
+bool HostRun::prepareNl80211() {
+    if (options_.nl80211ReplayDir) {
+        try {
+            nl80211_ = platform::linuxwifi::loadNl80211Recording(*options_.nl80211ReplayDir);
+        } catch (const platform::linuxwifi::Nl80211DumpError& e) {
+            error(QStringLiteral("nl80211 recording %1").arg(e.text()));
+            return false;
+        }
+    } else if (options_.nl80211RecordDir) {
+        nl80211Recorder_ = std::make_shared<platform::linuxwifi::RecordingNl80211Source>(
+            std::make_shared<platform::linuxwifi::KernelNl80211Source>(), *options_.nl80211RecordDir);
+        nl80211_ = nl80211Recorder_;
+    }
+    return true;
+}
+
+void HostRun::finishNl80211Recording() {
+    if (!nl80211Recorder_ || !linux_) {
+        return;
+    }
+    // A run whose tests needed no radio details still leaves a recording behind.
+    std::optional<QString> why;
+    if (nl80211Recorder_->written() == 0) {
+        why = linux_->takeRadioDumps();
+    }
+    if (const auto failed = nl80211Recorder_->writeError()) {
+        why = *failed;
+    }
+    if (nl80211Recorder_->written() == 0 || nl80211Recorder_->writeError()) {
+        writeOut(stderr,
+                 QStringLiteral("wifi-profile: no nl80211 recording written to %1: %2\n")
+                     .arg(*options_.nl80211RecordDir, why.value_or(QStringLiteral("no dump was taken")))
+                     .toUtf8());
+        return;
+    }
+    writeOut(stderr, QStringLiteral("wifi-profile: nl80211 recording written to %1\n")
+                         .arg(*options_.nl80211RecordDir)
+                         .toUtf8());
+}
+
 bool HostRun::settle(int code) {
     int unsettled = kUnsettled;
     return exitCode_.compare_exchange_strong(unsettled, code);
@@ -311,6 +360,7 @@ int HostRun::drainAndReport(int code) {
     // The backend goes while the application is still there: the real system's holds a bus
     // connection and a watcher that need it.
     platform::installWiFiBackend(nullptr);
+    finishNl80211Recording();
     backend_.reset();
     linux_.reset();
 

@@ -11,6 +11,8 @@
 
 #include "platform/host/Extension.h"
 #include "platform/wifi/RecordingBackend.h"
+#include "platform/wifi/linux/LinuxBackend.h"
+#include "platform/wifi/linux/Nl80211Sources.h"
 #include "platform/wifi/sim/SimBackend.h"
 
 #include <atomic>
@@ -44,6 +46,11 @@ class HostRun {
     int run();
 
   private:
+    // Reads the recording to replay, or sets up the one to write; false, said on stderr, for a
+    // damaged recording.
+    bool prepareNl80211();
+    // Writes the recording when no test took the dumps, and says where it went.
+    void finishNl80211Recording();
     int observedRun();
     // Everything before the event loop; answers -1 when the run may go on.
     int prepare(HostObservers& observers);
@@ -66,8 +73,11 @@ class HostRun {
     HostOptions options_;
     EventStream events_;
     ResultPrinter printer_{events_};
-    std::shared_ptr<platform::sim::SimBackend> sim_;       // the simulated device, when it is the backend
-    std::shared_ptr<platform::WiFiBackend> linux_;         // the real system, when it is the backend
+    std::shared_ptr<platform::sim::SimBackend> sim_;  // the simulated device, when it is the backend
+    std::shared_ptr<platform::linuxwifi::LinuxBackend> linux_;  // the real system, when it is the backend
+    // The radio details the real system reads: a recording replayed, or the kernel's written down.
+    std::shared_ptr<platform::linuxwifi::Nl80211Source> nl80211_;
+    std::shared_ptr<platform::linuxwifi::RecordingNl80211Source> nl80211Recorder_;
     std::shared_ptr<platform::RecordingBackend> backend_;  // what the diagnostic talks to
     platform::DiagnosticExtension* extension_ = nullptr;
     std::shared_ptr<platform::HostDiagnosticInputs> inputs_;

@@ -1,5 +1,7 @@
 #include "platform/wifi/linux/HandlerSupport.h"
 
+#include "platform/wifi/linux/Nl80211Radio.h"
+
 #include "platform/wifi/linux/Channels.h"
 #include "platform/wifi/linux/IcmpEcho.h"
 #include "platform/wifi/linux/SignalLevels.h"
@@ -66,13 +68,15 @@ void putBandChannels(Dictionary& info, const std::vector<NMAccessPoint>& scan) {
              Value::record(std::make_shared<WiFiChannel>(least.fiveGHzNonDfs)));
 }
 
-Value scanResultValue(const NMAccessPoint& ap) {
+Value scanResultValue(const NMAccessPoint& ap, const RadioSnapshot* radio) {
     auto record = std::make_shared<WiFiScanResult>();
     if (!ap.ssid.isEmpty()) {
         record->ssidString = ssidText(ap.ssid);
     }
     record->bssid = ap.hwAddress.toLower();
-    record->rssi = dbmFromStrength(ap.strength).value_or(-100);
+    const Nl80211Bss* bss = radio ? radio->bss(bssidFromText(ap.hwAddress)) : nullptr;
+    record->rssi =
+        bss && bss->signalMbm ? dbmFromMbm(*bss->signalMbm) : dbmFromStrength(ap.strength).value_or(-100);
     if (const auto channel = channelOfFrequency(static_cast<int>(ap.frequency))) {
         record->channel = channel->channel;
     }

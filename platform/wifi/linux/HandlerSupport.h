@@ -54,8 +54,9 @@ DictionaryRef securityInfo(const NMAccessPoint& ap);
 std::vector<int> frequenciesOf(const std::vector<NMAccessPoint>& scan);
 // The four least crowded channels, under the keys the service gives them.
 void putBandChannels(Dictionary& info, const std::vector<NMAccessPoint>& scan);
-// An access point as a scan record of the service.
-Value scanResultValue(const NMAccessPoint& ap);
+// An access point as a scan record of the service: its signal the kernel's, in dBm, where radio
+// holds its BSS, else NetworkManager's strength converted.
+Value scanResultValue(const NMAccessPoint& ap, const RadioSnapshot* radio = nullptr);
 // A probe's error that says something about the network (no such name, no answer in time, refused,
 // no route), as against one that says the probe could not be made (cancelled, a bad target, the
 // system failing): only the first kind is a finding.

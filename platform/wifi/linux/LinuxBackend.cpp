@@ -4,6 +4,7 @@
 #include "platform/wifi/linux/CancelToken.h"
 #include "platform/wifi/linux/HttpProbe.h"
 #include "platform/wifi/linux/NetworkManagerClient.h"
+#include "platform/wifi/linux/Nl80211Sources.h"
 #include "platform/wifi/linux/SsidText.h"
 
 namespace platform::linuxwifi {
@@ -15,6 +16,9 @@ LinuxBackend::LinuxBackend(LinuxBackendOptions options, QObject* context)
       nm_(std::make_unique<NetworkManagerClient>(options_.bus, options_.callTimeout)),
       bluez_(std::make_unique<BluezClient>(options_.bus, options_.callTimeout)),
       http_(std::make_unique<HttpProbe>()) {
+    if (!options_.nl80211) {
+        options_.nl80211 = std::make_shared<KernelNl80211Source>();
+    }
     try {
         power_ = nm_->wirelessEnabled();
     } catch (const DBusReadError& e) {
@@ -61,14 +65,14 @@ const std::map<std::int64_t, LinuxBackend::Handler>& LinuxBackend::handlers() {
         {48, &LinuxBackend::pnlContainsHidden},
         {29, &LinuxBackend::conflictingSecurityInPNL},
         {8, &LinuxBackend::doubleNAT},
-        {34, &LinuxBackend::needsNl80211},
-        {35, &LinuxBackend::needsNl80211},
-        {45, &LinuxBackend::needsNl80211},
-        {36, &LinuxBackend::needsNl80211},
-        {37, &LinuxBackend::needsNl80211},
-        {33, &LinuxBackend::needsNl80211},
-        {27, &LinuxBackend::needsNl80211},
-        {28, &LinuxBackend::needsNl80211},
+        {34, &LinuxBackend::longBeaconInterval},
+        {35, &LinuxBackend::longDTIMInterval},
+        {45, &LinuxBackend::passpoint},
+        {36, &LinuxBackend::conflictingPHYMode11AC},
+        {37, &LinuxBackend::conflictingPHYMode11N},
+        {33, &LinuxBackend::baseStation},
+        {27, &LinuxBackend::ht40Channel},
+        {28, &LinuxBackend::conflictingCountryCode},
         {38, &LinuxBackend::noSecurity},
         {39, &LinuxBackend::legacyWEP},
         {40, &LinuxBackend::legacyWPA},

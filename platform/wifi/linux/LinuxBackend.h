@@ -1,9 +1,9 @@
 #pragma once
 // The real Linux system as the Wi-Fi backend: we are the Wi-Fi diagnostics service. Each numbered
 // test has a handler that measures it from NetworkManager and BlueZ (D-Bus), the kernel (sysfs,
-// ICMP datagram sockets, getaddrinfo) and HTTP; tests whose only source is nl80211 answer error 95
-// naming what is missing. The radio is NetworkManager's WirelessEnabled. docs/linux-backend.md
-// says what every test ID measures and where it comes from.
+// ICMP datagram sockets, getaddrinfo), the kernel's nl80211 (or a recording of it) and HTTP; a test
+// whose source is missing answers error 95 naming what is missing. The radio is NetworkManager's
+// WirelessEnabled. docs/linux-backend.md says what every test ID measures and where it comes from.
 
 #include "platform/wifi/WiFiBackend.h"
 #include "platform/wifi/linux/CancelToken.h"
@@ -29,7 +29,11 @@ namespace platform::linuxwifi {
 
 class BluezClient;
 class HttpProbe;
+class Nl80211Source;
 struct BluetoothState;
+struct Nl80211Bss;
+struct Nl80211Station;
+struct RadioSnapshot;
 
 // The service's error codes (errno values, as the platform's service uses them).
 namespace servicecode {
@@ -56,6 +60,8 @@ struct LinuxBackendOptions {
     QString routeTablePath = QStringLiteral("/proc/net/route");
     // The system resolver's configuration, whose first name server the DNS test's route is checked to.
     QString resolvConfPath = QStringLiteral("/etc/resolv.conf");
+    // Where the radio details come from: the kernel's nl80211 when none is given, or a recording.
+    std::shared_ptr<Nl80211Source> nl80211;
     // Called with a one-line message when the system refuses something the user asked for
     // (switching Wi-Fi on without the right); the host prints it.
     std::function<void(const QString&)> warn;
@@ -94,6 +100,10 @@ class LinuxBackend final : public WiFiBackend {
     void setPower(bool on) override;
     bool capability(const QString& key) override;
 
+    // Takes the kernel's dumps of the Wi-Fi device's radio once, whether or not a test needed them (a
+    // recording source writes them down); answers why it could not.
+    std::optional<QString> takeRadioDumps();
+
     // How many scans this backend asked NetworkManager for.
     int scansRequested() const;
 
@@ -119,7 +129,14 @@ class LinuxBackend final : public WiFiBackend {
     TestAnswer conflictingSecurityInPNL(const Request&);
     // A network: the joined one, or the one the request names.
     TestAnswer doubleNAT(const Request&);
-    TestAnswer needsNl80211(const Request&);
+    TestAnswer longBeaconInterval(const Request&);
+    TestAnswer longDTIMInterval(const Request&);
+    TestAnswer passpoint(const Request&);
+    TestAnswer conflictingPHYMode11AC(const Request&);
+    TestAnswer conflictingPHYMode11N(const Request&);
+    TestAnswer baseStation(const Request&);
+    TestAnswer ht40Channel(const Request&);
+    TestAnswer conflictingCountryCode(const Request&);
     TestAnswer noSecurity(const Request&);
     TestAnswer legacyWEP(const Request&);
     TestAnswer legacyWPA(const Request&);
@@ -191,6 +208,24 @@ class LinuxBackend final : public WiFiBackend {
     ProbeOutcome<QHostAddress> internetCheckAddress(const Request& request);
     // Error 95 when the system resolver's first name server is reached through another device.
     void requireResolverThroughWiFi() const;
+    // The kernel's view of the radio, taken right after the scan the request uses (the kernel
+    // forgets a BSS 30 s after a scan) and kept while that scan stays the last; error 95 saying what
+    // needs it when nl80211 is missing or does not list the Wi-Fi device.
+    std::shared_ptr<const RadioSnapshot> radio(const Request& request, const QString& what);
+    // The same, or none where nl80211 cannot be read (for the tests that have another source).
+    std::shared_ptr<const RadioSnapshot> radioIfReadable(const Request& request);
+    // The access point a test is about as the kernel sees it: its BSS in the kernel's scan (error 95
+    // when absent) and, for the joined network, the station.
+    struct RadioTarget {
+        std::shared_ptr<const RadioSnapshot> radio;
+        const Nl80211Bss* bss = nullptr;
+        const Nl80211Station* station = nullptr;  // the joined network's only
+        bool joined = false;
+    };
+    RadioTarget radioTarget(const Request& request, const QString& what);
+    // The BSS of an access point NetworkManager lists, in a snapshot; none when the kernel has none.
+    static const Nl80211Bss* bssOf(const RadioSnapshot& radio, const NMAccessPoint& ap);
+    TestAnswer phyModeConflict(const Request& request, const QString& mode);
     void watchPower(QObject* context);
     BluetoothState bluetoothState() const;
 
@@ -209,6 +244,9 @@ class LinuxBackend final : public WiFiBackend {
     std::optional<std::int64_t> cachedScanTime_;
     std::int64_t lastStaleScanTold_ = -1;  // the last scan the user heard was used for a refused one
     std::shared_ptr<const std::vector<NMAccessPoint>> cachedScan_;
+    std::mutex radioMutex_;  // held while the kernel's dumps are taken
+    std::optional<std::int64_t> cachedRadioScanTime_;
+    std::shared_ptr<const RadioSnapshot> cachedRadio_;
 };
 
 }  // namespace platform::linuxwifi

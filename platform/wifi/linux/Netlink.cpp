@@ -27,7 +27,7 @@ constexpr qsizetype align4(qsizetype n) {
 }  // namespace
 
 QString NetlinkFormatError::text() const {
-    return QStringLiteral("byte %1: %2").arg(offset).arg(why);
+    return offset < 0 ? why : QStringLiteral("byte %1: %2").arg(offset).arg(why);
 }
 
 NetlinkAttribute::NetlinkAttribute(const QByteArray* bytes, int type, qsizetype offset, qsizetype begin,

@@ -16,9 +16,9 @@ namespace platform::linuxwifi {
 // Bytes that are not a well-formed netlink answer: where (offset from the start of the bytes) and
 // why.
 struct NetlinkFormatError {
-    qsizetype offset = 0;
+    qsizetype offset = 0;  // -1: the bytes as a whole (a file that cannot be read)
     QString why;
-    QString text() const;  // "byte <offset>: <why>"
+    QString text() const;  // "byte <offset>: <why>", or the why alone"
 };
 
 // One attribute: its type (without the nested and byte-order bits), where its header starts, and

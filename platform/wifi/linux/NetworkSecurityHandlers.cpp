@@ -7,21 +7,12 @@
 #include "platform/wifi/linux/HttpProbe.h"
 #include "platform/wifi/linux/NetworkManagerClient.h"
 #include "platform/wifi/linux/NetworkNames.h"
+#include "platform/wifi/linux/Nl80211Radio.h"
 #include "platform/wifi/linux/SsidText.h"
 
 namespace platform::linuxwifi {
 
 using namespace handlers;
-
-TestAnswer LinuxBackend::needsNl80211(const Request& request) {
-    static const std::map<std::int64_t, const char*> kWhat = {
-        {34, "beacon interval"},    {35, "DTIM interval"},    {45, "Passpoint"},
-        {36, "802.11ac PHY mode"},  {37, "802.11n PHY mode"}, {33, "base station model"},
-        {27, "HT40 channel width"}, {28, "country code"},
-    };
-    fail(servicecode::kNotSupported, QStringLiteral("%1 needs nl80211, which this service does not read yet")
-                                         .arg(kWhat.at(request.testID)));
-}
 
 TestAnswer LinuxBackend::noSecurity(const Request& request) {
     const NMAccessPoint ap = targetAccessPoint(request);
@@ -51,6 +42,20 @@ TestAnswer LinuxBackend::legacyWPA(const Request& request) {
 
 TestAnswer LinuxBackend::legacyRates(const Request& request) {
     requireRealAccessPoints();
+    // The rates the access point sends, where the kernel's scan holds it; else NetworkManager's
+    // MaxBitrate, the highest of those rates.
+    try {
+        const RadioTarget target = radioTarget(request, QStringLiteral("the access point's rates"));
+        const auto band = target.bss->frequency ? bandOfFrequency(*target.bss->frequency) : std::nullopt;
+        if (const auto legacy = offersOnlyLegacyRates(BssElements(*target.bss), band)) {
+            return finding(*legacy);
+        }
+    } catch (const ServiceFailure& failure) {
+        if (failure.error->code != servicecode::kNotSupported &&
+            failure.error->code != servicecode::kSystem) {
+            throw;
+        }
+    }
     const NMAccessPoint ap = targetAccessPoint(request);
     QString problem;
     const auto legacy = usesLegacyRatesOnly(static_cast<int>(ap.frequency), ap.maxBitrate, &problem);
@@ -77,13 +82,12 @@ TestAnswer LinuxBackend::personalHotspot(const Request& request) {
     const NMAccessPoint ap = targetAccessPoint(request);
     // A locally administered BSSID alone proves nothing: enterprise access points with several
     // BSSIDs and mesh nodes use them too. A phone's hotspot says it is metered (NetworkManager
-    // reads the Android DHCP option, or the user set it); a network not joined tells that only
-    // through its beacon's vendor elements, which need nl80211.
+    // reads the Android DHCP option, or the user set it) once joined; before that no element of
+    // its beacon that phone makers document tells it.
     if (request.networkName) {
-        fail(
-            servicecode::kNotSupported,
-            QStringLiteral("telling a phone's hotspot from the scan needs the access point's vendor elements "
-                           "from nl80211, which this service does not read yet"));
+        fail(servicecode::kNotSupported,
+             QStringLiteral("a phone's hotspot tells itself only once joined (as a metered network); no "
+                            "documented element of its beacon tells it before"));
     }
     const NMDevice device = wifiDevice();
     return finding(device.metered == nm::kMeteredYes || device.metered == nm::kMeteredGuessYes);

@@ -214,7 +214,7 @@ std::shared_ptr<MemoryNl80211Source> loadNl80211Recording(const QString& directo
     if (!info.isDir()) {
         throw Nl80211DumpError{
             directory,
-            {0, info.exists() ? QStringLiteral("not a directory") : QStringLiteral("no such directory")}};
+            {-1, info.exists() ? QStringLiteral("not a directory") : QStringLiteral("no such directory")}};
     }
     std::map<Nl80211Dump, QByteArray> dumps;
     for (const Nl80211Dump which : kAllNl80211Dumps) {
@@ -224,7 +224,7 @@ std::shared_ptr<MemoryNl80211Source> loadNl80211Recording(const QString& directo
             continue;
         }
         if (!file.open(QIODevice::ReadOnly)) {
-            throw Nl80211DumpError{path, {0, QStringLiteral("cannot be read: %1").arg(file.errorString())}};
+            throw Nl80211DumpError{path, {-1, QStringLiteral("cannot be read: %1").arg(file.errorString())}};
         }
         QByteArray bytes = file.readAll();
         checkNl80211Dump(which, bytes, path);

@@ -3,6 +3,7 @@
 
 #include "platform/wifi/linux/Channels.h"
 #include "platform/wifi/linux/NetworkManagerClient.h"
+#include "platform/wifi/linux/Nl80211Radio.h"
 #include "platform/wifi/linux/SignalLevels.h"
 
 namespace platform::linuxwifi {
@@ -39,22 +40,50 @@ TestAnswer LinuxBackend::congested5GHz(const Request& request) {
 }
 
 TestAnswer LinuxBackend::poorSignal(const Request& request) {
-    const NMAccessPoint ap = targetAccessPoint(request);
-    QString problem;
-    const auto rssi = dbmFromStrength(ap.strength, &problem);
-    if (!rssi) {
-        fail(servicecode::kSystem, problem);
+    // The kernel's signal (the station's for the joined network, the BSS's last frame for another)
+    // and the noise of its channel where the driver surveys it; else NetworkManager's strength.
+    std::optional<RadioTarget> target;
+    try {
+        target = radioTarget(request, QStringLiteral("the signal"));
+    } catch (const ServiceFailure& failure) {
+        if (failure.error->code != servicecode::kNotSupported &&
+            failure.error->code != servicecode::kSystem) {
+            throw;
+        }
     }
-    // Noise needs nl80211's survey: the key stays out until then.
-    return finding(isSignalPoor(*rssi, std::nullopt),
-                   Dictionary::make({{QStringLiteral("RSSI"), Value::integer(*rssi)}}));
+    std::optional<int> rssi;
+    std::optional<int> noise;
+    if (target) {
+        if (target->station && target->station->signal) {
+            rssi = target->station->signal;
+        } else if (target->bss->signalMbm) {
+            rssi = dbmFromMbm(*target->bss->signalMbm);
+        }
+        if (rssi && target->bss->frequency) {
+            noise = target->radio->noiseAt(*target->bss->frequency);
+        }
+    }
+    if (!rssi) {
+        const NMAccessPoint ap = targetAccessPoint(request);
+        QString problem;
+        rssi = dbmFromStrength(ap.strength, &problem);
+        if (!rssi) {
+            fail(servicecode::kSystem, problem);
+        }
+    }
+    auto info = Dictionary::make({{QStringLiteral("RSSI"), Value::integer(*rssi)}});
+    if (noise) {
+        info->set(QStringLiteral("Noise"), Value::integer(*noise));
+    }
+    return finding(isSignalPoor(*rssi, noise), info);
 }
 
 TestAnswer LinuxBackend::hiddenScanResults(const Request& request) {
     auto hidden = std::make_shared<Array>();
+    const auto kernel = radioIfReadable(request);
     for (const NMAccessPoint& ap : scan(request)) {
         if (ap.ssid.isEmpty()) {
-            hidden->push_back(scanResultValue(ap));
+            hidden->push_back(scanResultValue(ap, kernel.get()));
         }
     }
     return finding(!hidden->empty(),
@@ -63,8 +92,9 @@ TestAnswer LinuxBackend::hiddenScanResults(const Request& request) {
 
 TestAnswer LinuxBackend::noScanResults(const Request& request) {
     auto all = std::make_shared<Array>();
+    const auto kernel = radioIfReadable(request);
     for (const NMAccessPoint& ap : scan(request)) {
-        all->push_back(scanResultValue(ap));
+        all->push_back(scanResultValue(ap, kernel.get()));
     }
     // Passing always: the scan's entries are the details every caller reads.
     return verdict(all->empty(), true,

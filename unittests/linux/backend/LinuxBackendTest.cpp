@@ -768,13 +768,13 @@ TEST_F(LinuxBackendTest, AnUnmeteredLinkToALocallyAdministeredBssidIsNoPersonalH
     EXPECT_EQ(verdictOf(run(44)), (Verdict{false, true}));
 }
 
-TEST_F(LinuxBackendTest, ASelectedNetworksHotspotNeedsItsVendorElements) {
+TEST_F(LinuxBackendTest, ASelectedNetworksHotspotCannotBeToldBeforeJoining) {
     addDevice();
     mock().addAccessPoint(device_, QStringLiteral("phone"), QStringLiteral("Pixel"),
                           QStringLiteral("02:11:22:33:44:55"), kInfrastructure, 2437, 54000, 70, kKeyMgmtPsk);
     const Outcome o = run(44, selecting("Pixel"));
     EXPECT_EQ(o.errorCode(), 95);
-    EXPECT_THAT(o.errorText(), HasSubstr("vendor elements from nl80211"));
+    EXPECT_THAT(o.errorText(), HasSubstr("tells itself only once joined"));
 }
 
 TEST_F(LinuxBackendTest, TheOpenHalfOfAnOweTransitionPairJoinedOpenIsNoSecurity) {

@@ -1,11 +1,14 @@
 // Whole runs of `wifi-profile --backend linux` against a mocked NetworkManager and BlueZ: the
-// profile's keys follow what the mocks hold, the nl80211 tests are logged with their errors, the
-// scan is reused, and a machine without NetworkManager is told apart. Every probe aims at the
-// loopback address: nothing leaves this machine.
+// profile's keys follow what the mocks hold, the radio details follow a replayed nl80211 recording
+// (or are logged with their errors on a kernel without nl80211), the scan is reused, and a machine
+// without NetworkManager is told apart. Every probe aims at the loopback address: nothing leaves
+// this machine.
 #include "platform/foundation/JsonReader.h"
 #include "platform/wifi/linux/NetworkManagerClient.h"
 #include "unittests/linux/mock/MockSystemBus.h"
+#include "unittests/linux/support/RadioFixtures.h"
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -14,6 +17,8 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <linux/nl80211.h>
 
 #include <ctime>
 #include <optional>
@@ -168,6 +173,62 @@ class LinuxRunTest : public ::testing::Test {
     std::unique_ptr<MockSystemBus> bus_;
 };
 
+using radiofixtures::BitrateFixture;
+using radiofixtures::BssFixture;
+using radiofixtures::RadioFixture;
+using radiofixtures::StationFixture;
+
+// The kernel's view of joinHome's radio, the device named as NetworkManager's ("lo"): the home
+// network on channel 6, the neighbour's NETGEAR on channel 36 and the hidden network on channel 1.
+RadioFixture homeRadio() {
+    RadioFixture radio;
+    radio.interfaceName = QStringLiteral("lo");
+    radio.frequency = 2437;
+    radio.channelWidth = NL80211_CHAN_WIDTH_20;
+    radio.bands = {{NL80211_BAND_2GHZ, 0x01ef, std::nullopt, false, false},
+                   {NL80211_BAND_5GHZ, 0x01ef, 0x038071b2u, false, false}};
+    BssFixture netgear;
+    netgear.bssid = QStringLiteral("00:1a:2b:10:00:02");
+    netgear.frequency = 5180;
+    netgear.informationElements =
+        radiofixtures::ssidElement("NETGEAR") + radiofixtures::supportedRatesElement("8c12982430486c") +
+        radiofixtures::dsParameterSetElement(36) + radiofixtures::countryElement("US") +
+        radiofixtures::htCapabilitiesElement(0x01ef) + radiofixtures::vhtCapabilitiesElement(0x038071b2) +
+        radiofixtures::rsnElement();
+    netgear.signalMbm = -6000;
+    BssFixture hidden;
+    hidden.bssid = QStringLiteral("00:1a:2b:10:00:03");
+    hidden.frequency = 2412;
+    hidden.informationElements =
+        radiofixtures::ssidElement("") + radiofixtures::supportedRatesElement("82848b96");
+    hidden.signalMbm = -8949;
+    radio.bsses = {netgear, hidden};
+    return radio;
+}
+
+// The home network's BSS as the kernel heard it: its elements, and a beacon's with its TIM.
+BssFixture homeBss(const QByteArray& elements, int dtimPeriod) {
+    BssFixture home;
+    home.bssid = QStringLiteral("00:1a:2b:10:00:01");
+    home.frequency = 2437;
+    home.associated = true;
+    home.informationElements = elements;
+    home.beaconElements = elements + radiofixtures::timElement(dtimPeriod);
+    return home;
+}
+
+// Writes a recording of radio into dir/name and answers its path.
+QString record(const QTemporaryDir& dir, const QString& name, const RadioFixture& radio) {
+    const QString path = dir.filePath(name);
+    radio.writeTo(path);
+    return path;
+}
+
+QStringList replaying(const QString& recording) {
+    return {QStringLiteral("--backend"), QStringLiteral("linux"), QStringLiteral("--nl80211-replay"),
+            recording};
+}
+
 }  // namespace
 
 TEST_F(LinuxRunTest, AProfileOfTheMockedSystem) {
@@ -207,11 +268,21 @@ TEST_F(LinuxRunTest, AProfileOfTheMockedSystem) {
     EXPECT_EQ(device_->value(QStringLiteral("bluetoothConnectedCount"))->toInt(), 1);
     EXPECT_EQ(device_->value(QStringLiteral("preferredNetworkListCount"))->toInt(), 1);
 
-    // The nl80211 tests are answered with an error that says what is missing.
-    EXPECT_TRUE(run.err.contains(QStringLiteral(
-        "Long Beacon Interval failed with error: WiFiDiagnostics error 95: beacon interval needs "
-        "nl80211")))
+    // The radio details need nl80211: on a kernel without it (this machine's kind) they are
+    // answered with an error that says so; elsewhere the kernel does not know the mocked device.
+    const QString missing = QDir(QStringLiteral("/sys/class/ieee80211")).exists()
+                                ? QStringLiteral("nl80211 does not list the Wi-Fi device lo")
+                                : QStringLiteral("this kernel does not offer nl80211");
+    EXPECT_TRUE(
+        run.err.contains(QStringLiteral("Long Beacon Interval failed with error: WiFiDiagnostics error "
+                                        "95: the beacon interval needs nl80211: ") +
+                         missing))
         << run.err.toStdString();
+    EXPECT_TRUE(run.err.contains(QStringLiteral("Conflicting Country Code failed with error: WiFiDiagnostics "
+                                                "error 95: the country code needs nl80211: ") +
+                                 missing))
+        << run.err.toStdString();
+    EXPECT_FALSE(current->contains(QStringLiteral("noise")));
     // Scanned a moment ago: the profile asks for no scan of its own.
     EXPECT_EQ(bus_->methodCallCount(device, QStringLiteral("RequestScan")), 0);
 }
@@ -327,4 +398,186 @@ TEST_F(LinuxRunTest, AResolverThatNeverAnswersDoesNotHoldUpTheEndOfTheRun) {
     EXPECT_EQ(current->value(QStringLiteral("reachedOrvane")), Value::boolean(false));
     EXPECT_FALSE(run.err.contains(QStringLiteral("did not end"))) << run.err.toStdString();
     EXPECT_FALSE(run.err.contains(QStringLiteral("still running"))) << run.err.toStdString();
+}
+
+TEST_F(LinuxRunTest, ARecordedRadioWithEveryProblemIsProfiledFromTheKernelsView) {
+    joinHome();
+    // A Passpoint home network with long beacon and DTIM intervals, 802.11b rates only, a WPS
+    // element naming its maker, and a German country element under the US regulatory domain; the
+    // link runs 802.11ac rates it does not announce, 40 MHz wide, with a weak signal.
+    RadioFixture radio = homeRadio();
+    radio.channelWidth = NL80211_CHAN_WIDTH_40;
+    BssFixture home = homeBss(
+        radiofixtures::ssidElement("Pemberton Home") + radiofixtures::supportedRatesElement("82848b96") +
+            radiofixtures::dsParameterSetElement(6) + radiofixtures::countryElement("DE") +
+            radiofixtures::rsnElement() + radiofixtures::interworkingElement(2, true) +
+            radiofixtures::hotspot20Element() +
+            radiofixtures::wpsElement({"Harbex", "Beacon", "AX3", "Living room"}),
+        5);
+    home.beaconInterval = 300;
+    home.signalMbm = -8100;
+    radio.bsses.insert(radio.bsses.begin(), home);
+    StationFixture station;
+    station.mac = home.bssid;
+    station.signal = -81;
+    station.txBitrate = BitrateFixture{4333, std::nullopt, 9, std::nullopt, std::nullopt, 80};
+    station.rxBitrate = BitrateFixture{650, 7, std::nullopt, std::nullopt, std::nullopt, 20};
+    radio.station = station;
+    radio.survey = {{2412, -97, false, std::nullopt}, {2437, -95, true, std::nullopt}};
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const HostOutcome run = runHost(bus_->address(), replaying(record(dir, QStringLiteral("radio"), radio)));
+    ASSERT_EQ(run.exitCode, 0) << run.err.right(1500).toStdString();
+    const auto current = section(run, "currentNetwork");
+    ASSERT_TRUE(current) << run.out.toStdString();
+    EXPECT_EQ(current->value(QStringLiteral("isBeaconIntervalLong")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("beaconInterval"))->toInt(), 300);
+    EXPECT_EQ(current->value(QStringLiteral("isDTIMIntervalLong")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("DTIMInterval"))->toInt(), 5);
+    EXPECT_EQ(current->value(QStringLiteral("isPasspointNetwork")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("hasConflictingPHYMode11AC")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("hasConflictingPHYMode11N")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("supportedPHYModes"))->description(),
+              QStringLiteral("[\"802.11b\"]"));
+    EXPECT_EQ(current->value(QStringLiteral("isHostedByHarbexBaseStation")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("harbexModelName"))->toString(),
+              QStringLiteral("Harbex Beacon AX3"));
+    EXPECT_EQ(current->value(QStringLiteral("hasHT40Channel")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("foundConflictingCountryCode")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("adoptedCountryCode"))->toString(), QStringLiteral("US"));
+    EXPECT_EQ(current->value(QStringLiteral("hasPoorSignal")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("RSSI"))->toInt(), -81);
+    EXPECT_EQ(current->value(QStringLiteral("noise"))->toInt(), -95);
+    EXPECT_EQ(current->value(QStringLiteral("isUsingLegacyRates")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("hiddenNetworkCount"))->toInt(), 1);
+    EXPECT_FALSE(run.err.contains(QStringLiteral("nl80211"))) << run.err.toStdString();
+}
+
+TEST_F(LinuxRunTest, ARecordedRadioWithoutProblemsIsProfiledFromTheKernelsView) {
+    joinHome();
+    // An 802.11b/g/n home network with the usual intervals, no WPS element and the country of the
+    // regulatory domain; the link runs legacy rates (the one problem: 802.11n offered, not used) at
+    // a good signal, and the driver reports no noise.
+    RadioFixture radio = homeRadio();
+    BssFixture home =
+        homeBss(radiofixtures::ssidElement("Pemberton Home") +
+                    radiofixtures::supportedRatesElement("82848b960c121824") +
+                    radiofixtures::extendedRatesElement("30486c") + radiofixtures::dsParameterSetElement(6) +
+                    radiofixtures::countryElement("US") + radiofixtures::htCapabilitiesElement(0x01ad) +
+                    radiofixtures::htOperationElement(6, 0, false) + radiofixtures::rsnElement(),
+                1);
+    home.signalMbm = -5000;
+    radio.bsses.insert(radio.bsses.begin(), home);
+    StationFixture station;
+    station.mac = home.bssid;
+    station.signal = -50;
+    station.txBitrate = BitrateFixture{540, std::nullopt, std::nullopt, std::nullopt, std::nullopt, 20};
+    station.dtimPeriod = 1;
+    station.beaconInterval = 100;
+    radio.station = station;
+    radio.survey = {{2437, std::nullopt, true, std::nullopt}};
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const HostOutcome run = runHost(bus_->address(), replaying(record(dir, QStringLiteral("radio"), radio)));
+    ASSERT_EQ(run.exitCode, 0) << run.err.right(1500).toStdString();
+    const auto current = section(run, "currentNetwork");
+    ASSERT_TRUE(current) << run.out.toStdString();
+    EXPECT_EQ(current->value(QStringLiteral("isBeaconIntervalLong")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("beaconInterval"))->toInt(), 100);
+    EXPECT_EQ(current->value(QStringLiteral("isDTIMIntervalLong")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("DTIMInterval"))->toInt(), 1);
+    EXPECT_EQ(current->value(QStringLiteral("isPasspointNetwork")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("hasConflictingPHYMode11AC")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("hasConflictingPHYMode11N")), Value::boolean(true));
+    EXPECT_EQ(current->value(QStringLiteral("supportedPHYModes"))->description(),
+              QStringLiteral("[\"802.11b\", \"802.11g\", \"802.11n\"]"));
+    EXPECT_EQ(current->value(QStringLiteral("isHostedByHarbexBaseStation")), Value::boolean(false));
+    EXPECT_FALSE(current->contains(QStringLiteral("harbexModelName")));
+    EXPECT_EQ(current->value(QStringLiteral("hasHT40Channel")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("foundConflictingCountryCode")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("adoptedCountryCode"))->toString(), QStringLiteral("US"));
+    EXPECT_EQ(current->value(QStringLiteral("hasPoorSignal")), Value::boolean(false));
+    EXPECT_EQ(current->value(QStringLiteral("RSSI"))->toInt(), -50);
+    EXPECT_FALSE(current->contains(QStringLiteral("noise")));
+    EXPECT_TRUE(run.err.contains(QStringLiteral("[ERROR] - Wi-Fi Profile: Noise not found.")))
+        << run.err.toStdString();
+    EXPECT_EQ(current->value(QStringLiteral("isUsingLegacyRates")), Value::boolean(false));
+}
+
+TEST_F(LinuxRunTest, ASelectedNetworkIsProfiledFromItsBssInTheRecording) {
+    joinHome();
+    RadioFixture radio = homeRadio();
+    radio.bsses.insert(
+        radio.bsses.begin(),
+        homeBss(radiofixtures::ssidElement("Pemberton Home") + radiofixtures::countryElement("US"), 1));
+    // NETGEAR announces 802.11ac without 802.11n, beacons every 200 TU, and its channel is surveyed.
+    BssFixture& netgear = radio.bsses[1];
+    ASSERT_EQ(netgear.bssid, QStringLiteral("00:1a:2b:10:00:02"));
+    netgear.informationElements =
+        radiofixtures::ssidElement("NETGEAR") + radiofixtures::supportedRatesElement("8c12982430486c") +
+        radiofixtures::countryElement("US") + radiofixtures::vhtCapabilitiesElement(0x038071b2) +
+        radiofixtures::rsnElement();
+    netgear.beaconInterval = 200;
+    netgear.signalMbm = -6349;
+    radio.survey = {{2437, -95, true, std::nullopt}, {5180, -90, false, std::nullopt}};
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const HostOutcome run = runHost(
+        bus_->address(), replaying(record(dir, QStringLiteral("radio"), radio)) +
+                             QStringList{QStringLiteral("--network-name"), QStringLiteral("NETGEAR")});
+    ASSERT_EQ(run.exitCode, 0) << run.err.right(1500).toStdString();
+    const auto selected = section(run, "selectedNetwork");
+    ASSERT_TRUE(selected) << run.out.toStdString();
+    EXPECT_EQ(selected->value(QStringLiteral("networkName"))->toString(), QStringLiteral("NETGEAR"));
+    EXPECT_EQ(selected->value(QStringLiteral("isBeaconIntervalLong")), Value::boolean(true));
+    EXPECT_EQ(selected->value(QStringLiteral("beaconInterval"))->toInt(), 200);
+    EXPECT_EQ(selected->value(QStringLiteral("hasConflictingPHYMode11AC")), Value::boolean(true));
+    EXPECT_EQ(selected->value(QStringLiteral("supportedPHYModes"))->description(),
+              QStringLiteral("[\"802.11a\", \"802.11ac\"]"));
+    EXPECT_EQ(selected->value(QStringLiteral("RSSI"))->toInt(), -63);
+    EXPECT_EQ(selected->value(QStringLiteral("noise"))->toInt(), -90);
+    EXPECT_EQ(selected->value(QStringLiteral("foundConflictingCountryCode")), Value::boolean(false));
+    // The joined network's own profile is read from its BSS, not the selected one's.
+    const auto current = section(run, "currentNetwork");
+    ASSERT_TRUE(current);
+    EXPECT_EQ(current->value(QStringLiteral("beaconInterval"))->toInt(), 100);
+}
+
+TEST_F(LinuxRunTest, ADamagedRecordingIsRefusedNamingTheFileAndTheByte) {
+    joinHome();
+    RadioFixture radio = homeRadio();
+    radio.bsses.insert(radio.bsses.begin(), homeBss(radiofixtures::ssidElement("Pemberton Home"), 1));
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString recording = record(dir, QStringLiteral("radio"), radio);
+    QFile scan(QDir(recording).filePath(QStringLiteral("GET_SCAN")));
+    ASSERT_TRUE(scan.open(QIODevice::ReadWrite));
+    const qint64 size = scan.size();
+    ASSERT_TRUE(scan.resize(size - 30));  // the NLMSG_DONE and the end of the last BSS cut off
+    scan.close();
+    const HostOutcome run = runHost(bus_->address(), replaying(recording));
+    EXPECT_EQ(run.exitCode, 3) << run.err.toStdString();
+    EXPECT_TRUE(run.out.isEmpty()) << run.out.toStdString();
+    EXPECT_TRUE(
+        run.err.startsWith(QStringLiteral("wifi-profile: nl80211 recording %1: byte ").arg(scan.fileName())))
+        << run.err.toStdString();
+    EXPECT_TRUE(run.err.contains(QStringLiteral("runs past the end"))) << run.err.toStdString();
+}
+
+TEST_F(LinuxRunTest, RecordingOnAKernelWithoutNl80211SaysSo) {
+    if (QDir(QStringLiteral("/sys/class/ieee80211")).exists()) {
+        GTEST_SKIP() << "this kernel has nl80211; the run would record the machine's own radio";
+    }
+    joinHome();
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString recording = dir.filePath(QStringLiteral("radio"));
+    const HostOutcome run = runHost(bus_->address(), {QStringLiteral("--backend"), QStringLiteral("linux"),
+                                                      QStringLiteral("--nl80211-record"), recording});
+    EXPECT_EQ(run.exitCode, 0) << run.err.right(1500).toStdString();
+    EXPECT_TRUE(run.err.contains(
+        QStringLiteral("wifi-profile: no nl80211 recording written to %1: this kernel does not offer nl80211")
+            .arg(recording)))
+        << run.err.toStdString();
+    EXPECT_FALSE(QDir(recording).exists());
 }
