@@ -132,7 +132,9 @@ std::optional<QByteArray> RadioSnapshot::regulatoryDomain() const {
     }
     std::optional<QByteArray> global;
     for (const Nl80211Regulatory& domain : *regulatory) {
-        if (domain.wiphy && interface.wiphy && *domain.wiphy == *interface.wiphy) {
+        // A wiphy's own entry rules it only when it is self-managed; otherwise the entry is its
+        // driver's hint, and the device follows the global domain.
+        if (domain.selfManaged && domain.wiphy && interface.wiphy && *domain.wiphy == *interface.wiphy) {
             return domain.alpha2;
         }
         if (!domain.wiphy && !global) {
@@ -302,7 +304,9 @@ std::optional<QString> baseStationModel(const BssElements& elements) {
     QStringList parts;
     for (const auto& part : {wps->manufacturer, wps->modelName, wps->modelNumber}) {
         if (part) {
-            const QString text = ssidText(*part).trimmed();
+            // Trimmed before escaping too, so that a tab or newline at either end is left out rather
+            // than shown as an escape.
+            const QString text = ssidText(part->trimmed()).trimmed();
             if (!text.isEmpty() && !parts.contains(text)) {
                 parts.push_back(text);
             }
