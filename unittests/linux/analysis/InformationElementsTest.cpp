@@ -1,7 +1,9 @@
-// The information-element reader: every element kind from fixtures built here, well-formed and
-// malformed, the PHY modes and Passpoint helpers, and agreement with Wireshark's decoding of real
-// beacons and probe responses where those captures are present next to the repository.
+// The information-element reader: every element kind, well-formed and malformed, built with the
+// radio fixtures' element builders; the PHY modes and Passpoint helpers; and agreement with
+// Wireshark's decoding of real beacons and probe responses where those captures are present next
+// to the repository.
 #include "platform/wifi/linux/InformationElements.h"
+#include "unittests/linux/support/RadioFixtures.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,6 +16,9 @@
 #include <iostream>
 
 using namespace platform::linuxwifi;
+using radiofixtures::element;
+using radiofixtures::htCapabilitiesElement;
+using radiofixtures::wpsAttribute;
 
 namespace {
 
@@ -21,59 +26,34 @@ QByteArray hex(const char* text) {
     return QByteArray::fromHex(QByteArray(text));
 }
 
-// One element: ID, length, body.
-QByteArray el(int id, const QByteArray& body) {
-    QByteArray out;
-    out.append(static_cast<char>(id));
-    out.append(static_cast<char>(body.size()));
-    out.append(body);
-    return out;
-}
-
 QByteArray zeros(int n) {
     return QByteArray(n, '\0');
 }
 
-// HT Capabilities with the given info (the other 24 bytes zero).
-QByteArray htCapabilities(std::uint16_t info) {
-    QByteArray body;
-    body.append(static_cast<char>(info & 0xff));
-    body.append(static_cast<char>(info >> 8));
-    return el(ie::kHtCapabilities, body + zeros(24));
-}
-
-// HT Operation: primary channel, then the first info byte (secondary offset and STA width).
+// HT Operation: primary channel, then the first info byte (secondary offset and STA width) as given,
+// so that the tests below check where the reader finds each bit.
 QByteArray htOperation(int primary, int infoByte) {
     QByteArray body;
     body.append(static_cast<char>(primary));
     body.append(static_cast<char>(infoByte));
-    return el(ie::kHtOperation, body + zeros(20));
+    return element(ie::kHtOperation, body + zeros(20));
 }
 
-QByteArray wpsAttribute(int type, const QByteArray& value) {
-    QByteArray out;
-    out.append(static_cast<char>(type >> 8));
-    out.append(static_cast<char>(type & 0xff));
-    out.append(static_cast<char>(value.size() >> 8));
-    out.append(static_cast<char>(value.size() & 0xff));
-    return out + value;
-}
-
-const QByteArray kRates = el(ie::kSupportedRates, hex("82848b960c121824"));
-const QByteArray kExtendedRates = el(ie::kExtendedSupportedRates, hex("3048606c"));
+const QByteArray kRates = element(ie::kSupportedRates, hex("82848b960c121824"));
+const QByteArray kExtendedRates = element(ie::kExtendedSupportedRates, hex("3048606c"));
 // RSN: version 1, group CCMP, pairwise CCMP and TKIP, AKM PSK and SAE, capabilities MFP required
 // and capable.
-const QByteArray kRsn = el(ie::kRsn, hex("0100"
-                                         "000fac04"
-                                         "0200000fac04000fac02"
-                                         "0200000fac02000fac08"
-                                         "c000"));
+const QByteArray kRsn = element(ie::kRsn, hex("0100"
+                                              "000fac04"
+                                              "0200000fac04000fac02"
+                                              "0200000fac02000fac08"
+                                              "c000"));
 // WPA: version 1, group TKIP, pairwise TKIP, AKM PSK.
-const QByteArray kWpa = el(ie::kVendorSpecific, hex("0050f201"
-                                                    "0100"
-                                                    "0050f202"
-                                                    "01000050f202"
-                                                    "01000050f202"));
+const QByteArray kWpa = element(ie::kVendorSpecific, hex("0050f201"
+                                                         "0100"
+                                                         "0050f202"
+                                                         "01000050f202"
+                                                         "01000050f202"));
 
 bool mentions(const QStringList& problems, const QString& text) {
     for (const QString& p : problems) {
@@ -97,8 +77,8 @@ TEST(InformationElements, EmptyInputHoldsNothing) {
 }
 
 TEST(InformationElements, ListsEveryElementInOrderWithOffsetsAndBodies) {
-    const QByteArray bytes = el(ie::kSsid, "home") + el(42, hex("0a")) + el(ie::kExtension, hex("23aabb")) +
-                             el(ie::kDsParameterSet, hex("06"));
+    const QByteArray bytes = element(ie::kSsid, "home") + element(42, hex("0a")) +
+                             element(ie::kExtension, hex("23aabb")) + element(ie::kDsParameterSet, hex("06"));
     const ParsedElements p = parseInformationElements(bytes);
     ASSERT_EQ(p.elements.size(), 4u);
     EXPECT_EQ(p.elements[0], (InformationElement{0, std::nullopt, 0, "home"}));
@@ -110,12 +90,12 @@ TEST(InformationElements, ListsEveryElementInOrderWithOffsetsAndBodies) {
 
 TEST(InformationElements, SsidIsRawBytesAndMayBeEmpty) {
     const QByteArray gbk = hex("b2e2cad4");
-    EXPECT_EQ(parseInformationElements(el(ie::kSsid, gbk)).ssid, gbk);
-    const ParsedElements hidden = parseInformationElements(el(ie::kSsid, {}));
+    EXPECT_EQ(parseInformationElements(element(ie::kSsid, gbk)).ssid, gbk);
+    const ParsedElements hidden = parseInformationElements(element(ie::kSsid, {}));
     ASSERT_TRUE(hidden.ssid.has_value());
     EXPECT_TRUE(hidden.ssid->isEmpty());
     EXPECT_TRUE(hidden.problems.isEmpty());
-    EXPECT_FALSE(parseInformationElements(el(ie::kDsParameterSet, hex("01"))).ssid.has_value());
+    EXPECT_FALSE(parseInformationElements(element(ie::kDsParameterSet, hex("01"))).ssid.has_value());
 }
 
 TEST(InformationElements, RatesKeepTheBasicBit) {
@@ -136,13 +116,13 @@ TEST(InformationElements, MembershipSelectorsAreNoRate) {
     EXPECT_FALSE(rateMbps(0xfe).has_value());  // VHT PHY
     EXPECT_FALSE(rateMbps(0xfa).has_value());  // HE PHY
     EXPECT_EQ(rateMbps(0x7f), 63.5);           // without the basic bit it is a rate
-    const ParsedElements p = parseInformationElements(el(ie::kSupportedRates, hex("8c12ff")));
+    const ParsedElements p = parseInformationElements(element(ie::kSupportedRates, hex("8c12ff")));
     EXPECT_EQ(ratesMbps(p), (std::vector<double>{6, 9}));
 }
 
 TEST(InformationElements, DsParameterSetAndTim) {
-    const ParsedElements p =
-        parseInformationElements(el(ie::kDsParameterSet, hex("0b")) + el(ie::kTim, hex("00030000")));
+    const ParsedElements p = parseInformationElements(element(ie::kDsParameterSet, hex("0b")) +
+                                                      element(ie::kTim, hex("00030000")));
     EXPECT_EQ(p.dsChannel, 11);
     EXPECT_EQ(p.dtimPeriod, 3);
     const ParsedElements none = parseInformationElements(kRates);
@@ -151,7 +131,8 @@ TEST(InformationElements, DsParameterSetAndTim) {
 }
 
 TEST(InformationElements, Country) {
-    const ParsedElements p = parseInformationElements(el(ie::kCountry, QByteArray("DE") + hex("49010d14")));
+    const ParsedElements p =
+        parseInformationElements(element(ie::kCountry, QByteArray("DE") + hex("49010d14")));
     ASSERT_TRUE(p.country.has_value());
     EXPECT_EQ(p.country->code, "DE");
     EXPECT_EQ(p.country->environment, 0x49);
@@ -159,7 +140,8 @@ TEST(InformationElements, Country) {
 }
 
 TEST(InformationElements, HtCapabilitiesAndOperation) {
-    const ParsedElements wide = parseInformationElements(htCapabilities(0x09ef) + htOperation(64, 0x07));
+    const ParsedElements wide =
+        parseInformationElements(htCapabilitiesElement(0x09ef) + htOperation(64, 0x07));
     EXPECT_EQ(wide.htCapabilities, 0x09ef);
     ASSERT_TRUE(wide.htOperation.has_value());
     EXPECT_EQ(wide.htOperation->primaryChannel, 64);
@@ -176,27 +158,28 @@ TEST(InformationElements, HtCapabilitiesAndOperation) {
 }
 
 TEST(InformationElements, VhtCapabilitiesAndOperation) {
-    const ParsedElements p = parseInformationElements(el(ie::kVhtCapabilities, hex("fa198833") + zeros(8)) +
-                                                      el(ie::kVhtOperation, hex("012a000000")));
+    const ParsedElements p =
+        parseInformationElements(element(ie::kVhtCapabilities, hex("fa198833") + zeros(8)) +
+                                 element(ie::kVhtOperation, hex("012a000000")));
     EXPECT_EQ(p.vhtCapabilities, 0x338819fau);
     ASSERT_TRUE(p.vhtOperation.has_value());
     EXPECT_EQ(p.vhtOperation->channelWidth, 1);
     EXPECT_EQ(p.vhtOperation->centerSegment0, 42);
     EXPECT_EQ(p.vhtOperation->centerSegment1, 0);
-    const ParsedElements narrow = parseInformationElements(el(ie::kVhtOperation, hex("0024000000")));
+    const ParsedElements narrow = parseInformationElements(element(ie::kVhtOperation, hex("0024000000")));
     EXPECT_EQ(narrow.vhtOperation->channelWidth, 0);
     EXPECT_FALSE(narrow.vhtCapabilities.has_value());
 }
 
 TEST(InformationElements, ExtensionElements) {
-    const ParsedElements p = parseInformationElements(el(ie::kExtension, hex("23") + zeros(20)) +
-                                                      el(ie::kExtension, hex("24") + zeros(6)) +
-                                                      el(ie::kExtension, hex("26aabb")));
+    const ParsedElements p = parseInformationElements(element(ie::kExtension, hex("23") + zeros(20)) +
+                                                      element(ie::kExtension, hex("24") + zeros(6)) +
+                                                      element(ie::kExtension, hex("26aabb")));
     EXPECT_EQ(p.extensionIds, (std::vector<int>{35, 36, 38}));
     EXPECT_TRUE(p.hasHeCapabilities());
     EXPECT_TRUE(p.hasHeOperation());
     EXPECT_FALSE(p.hasExtension(ie::kEhtCapabilities));
-    const ParsedElements other = parseInformationElements(el(ie::kExtension, hex("27")));
+    const ParsedElements other = parseInformationElements(element(ie::kExtension, hex("27")));
     EXPECT_FALSE(other.hasHeCapabilities());
     EXPECT_FALSE(other.hasHeOperation());
 }
@@ -217,7 +200,7 @@ TEST(InformationElements, Rsn) {
 
 TEST(InformationElements, RsnWithoutManagementFrameProtection) {
     const ParsedElements p =
-        parseInformationElements(el(ie::kRsn, hex("0100000fac040100000fac040100000fac060c00")));
+        parseInformationElements(element(ie::kRsn, hex("0100000fac040100000fac040100000fac060c00")));
     ASSERT_TRUE(p.rsn.has_value());
     EXPECT_EQ(p.rsn->akmSuites, (std::vector<Suite>{{kOuiIeee80211, 6}}));
     EXPECT_EQ(p.rsn->capabilities, 0x000c);
@@ -226,7 +209,7 @@ TEST(InformationElements, RsnWithoutManagementFrameProtection) {
 }
 
 TEST(InformationElements, RsnMayEndAfterAnyWholeField) {
-    const ParsedElements versionOnly = parseInformationElements(el(ie::kRsn, hex("0100")));
+    const ParsedElements versionOnly = parseInformationElements(element(ie::kRsn, hex("0100")));
     ASSERT_TRUE(versionOnly.rsn.has_value());
     EXPECT_FALSE(versionOnly.rsn->groupCipher.has_value());
     EXPECT_TRUE(versionOnly.rsn->pairwiseCiphers.empty());
@@ -235,7 +218,7 @@ TEST(InformationElements, RsnMayEndAfterAnyWholeField) {
     EXPECT_TRUE(versionOnly.problems.isEmpty());
 
     const ParsedElements noCapabilities =
-        parseInformationElements(el(ie::kRsn, hex("0100000fac040100000fac040100000fac02")));
+        parseInformationElements(element(ie::kRsn, hex("0100000fac040100000fac040100000fac02")));
     EXPECT_EQ(noCapabilities.rsn->akmSuites.size(), 1u);
     EXPECT_FALSE(noCapabilities.rsn->capabilities.has_value());
     EXPECT_TRUE(noCapabilities.problems.isEmpty());
@@ -251,7 +234,7 @@ TEST(InformationElements, WpaVendorElement) {
     EXPECT_FALSE(p.wpa->capabilities.has_value());
     EXPECT_FALSE(p.rsn.has_value());
     // Another Microsoft vendor element (WMM, type 2) is not WPA.
-    EXPECT_FALSE(parseInformationElements(el(ie::kVendorSpecific, hex("0050f2020101"))).wpa.has_value());
+    EXPECT_FALSE(parseInformationElements(element(ie::kVendorSpecific, hex("0050f2020101"))).wpa.has_value());
 }
 
 TEST(InformationElements, WpsVendorElement) {
@@ -259,7 +242,7 @@ TEST(InformationElements, WpsVendorElement) {
                             wpsAttribute(wps::kManufacturer, "Acme Networks") +
                             wpsAttribute(wps::kModelName, "AX3000") + wpsAttribute(wps::kModelNumber, "R7") +
                             wpsAttribute(wps::kDeviceName, "Living room");
-    const ParsedElements p = parseInformationElements(el(ie::kVendorSpecific, body));
+    const ParsedElements p = parseInformationElements(element(ie::kVendorSpecific, body));
     ASSERT_TRUE(p.wps.has_value());
     EXPECT_EQ(p.wps->attributes.size(), 5u);
     EXPECT_EQ(p.wps->attributes[0], (WpsAttribute{0x104a, hex("10")}));
@@ -269,8 +252,8 @@ TEST(InformationElements, WpsVendorElement) {
     EXPECT_EQ(p.wps->deviceName, "Living room");
     EXPECT_TRUE(p.problems.isEmpty()) << p.problems.join('\n').toStdString();
 
-    const ParsedElements without =
-        parseInformationElements(el(ie::kVendorSpecific, hex("0050f204") + wpsAttribute(0x104a, hex("10"))));
+    const ParsedElements without = parseInformationElements(
+        element(ie::kVendorSpecific, hex("0050f204") + wpsAttribute(0x104a, hex("10"))));
     ASSERT_TRUE(without.wps.has_value());
     EXPECT_FALSE(without.wps->manufacturer.has_value());
     EXPECT_FALSE(without.wps->modelName.has_value());
@@ -280,8 +263,8 @@ TEST(InformationElements, WpsVendorElement) {
 TEST(InformationElements, WpsSplitOverTwoElementsIsJoined) {
     const QByteArray attributes =
         wpsAttribute(wps::kManufacturer, "Acme") + wpsAttribute(wps::kModelName, "X1");
-    const QByteArray bytes = el(ie::kVendorSpecific, hex("0050f204") + attributes.left(6)) +
-                             el(ie::kVendorSpecific, hex("0050f204") + attributes.mid(6));
+    const QByteArray bytes = element(ie::kVendorSpecific, hex("0050f204") + attributes.left(6)) +
+                             element(ie::kVendorSpecific, hex("0050f204") + attributes.mid(6));
     const ParsedElements p = parseInformationElements(bytes);
     ASSERT_TRUE(p.wps.has_value());
     EXPECT_EQ(p.wps->manufacturer, "Acme");
@@ -290,8 +273,8 @@ TEST(InformationElements, WpsSplitOverTwoElementsIsJoined) {
 }
 
 TEST(InformationElements, InterworkingHotspotAndPasspoint) {
-    const QByteArray interworking = el(ie::kInterworking, hex("12"));
-    const QByteArray hotspot = el(ie::kVendorSpecific, hex("506f9a1000"));
+    const QByteArray interworking = element(ie::kInterworking, hex("12"));
+    const QByteArray hotspot = element(ie::kVendorSpecific, hex("506f9a1000"));
     const ParsedElements both = parseInformationElements(interworking + hotspot);
     ASSERT_TRUE(both.interworking.has_value());
     EXPECT_EQ(both.interworking->accessNetworkType, 2);
@@ -299,19 +282,19 @@ TEST(InformationElements, InterworkingHotspotAndPasspoint) {
     EXPECT_TRUE(both.hotspot20Indication);
     EXPECT_TRUE(isPasspoint(both));
 
-    const ParsedElements noInternet = parseInformationElements(el(ie::kInterworking, hex("03")));
+    const ParsedElements noInternet = parseInformationElements(element(ie::kInterworking, hex("03")));
     EXPECT_EQ(noInternet.interworking->accessNetworkType, 3);
     EXPECT_FALSE(noInternet.interworking->internet);
     EXPECT_FALSE(isPasspoint(noInternet));
 
     EXPECT_FALSE(isPasspoint(parseInformationElements(hotspot)));
     // Another Wi-Fi Alliance element (P2P, type 9) is not the Hotspot 2.0 indication.
-    EXPECT_FALSE(parseInformationElements(interworking + el(ie::kVendorSpecific, hex("506f9a0900")))
+    EXPECT_FALSE(parseInformationElements(interworking + element(ie::kVendorSpecific, hex("506f9a0900")))
                      .hotspot20Indication);
 }
 
 TEST(InformationElements, ExtendedCapabilities) {
-    const ParsedElements p = parseInformationElements(el(ie::kExtendedCapabilities, hex("04000080")));
+    const ParsedElements p = parseInformationElements(element(ie::kExtendedCapabilities, hex("04000080")));
     EXPECT_EQ(p.extendedCapabilities, hex("04000080"));
     EXPECT_TRUE(hasExtendedCapability(p, 2));
     EXPECT_TRUE(hasExtendedCapability(p, 31));
@@ -323,18 +306,18 @@ TEST(InformationElements, ExtendedCapabilities) {
 }
 
 TEST(InformationElements, PhyModesOffered) {
-    const ParsedElements bOnly = parseInformationElements(el(ie::kSupportedRates, hex("82848b96")) +
-                                                          el(ie::kDsParameterSet, hex("01")));
+    const ParsedElements bOnly = parseInformationElements(element(ie::kSupportedRates, hex("82848b96")) +
+                                                          element(ie::kDsParameterSet, hex("01")));
     EXPECT_EQ(phyModesOffered(bOnly), (QStringList{"802.11b"}));
 
-    const ParsedElements bgn = parseInformationElements(kRates + el(ie::kDsParameterSet, hex("06")) +
-                                                        kExtendedRates + htCapabilities(0x11ee));
+    const ParsedElements bgn = parseInformationElements(kRates + element(ie::kDsParameterSet, hex("06")) +
+                                                        kExtendedRates + htCapabilitiesElement(0x11ee));
     EXPECT_EQ(phyModesOffered(bgn), (QStringList{"802.11b", "802.11g", "802.11n"}));
 
-    const QByteArray fiveGHz = el(ie::kSupportedRates, hex("8c129824b048606c")) +
-                               el(ie::kDsParameterSet, hex("24")) + htCapabilities(0x09ef) +
-                               el(ie::kVhtCapabilities, hex("fa198833") + zeros(8)) +
-                               el(ie::kExtension, hex("23") + zeros(20));
+    const QByteArray fiveGHz = element(ie::kSupportedRates, hex("8c129824b048606c")) +
+                               element(ie::kDsParameterSet, hex("24")) + htCapabilitiesElement(0x09ef) +
+                               element(ie::kVhtCapabilities, hex("fa198833") + zeros(8)) +
+                               element(ie::kExtension, hex("23") + zeros(20));
     EXPECT_EQ(phyModesOffered(parseInformationElements(fiveGHz)),
               (QStringList{"802.11a", "802.11n", "802.11ac", "802.11ax"}));
     // The band given wins over the DS Parameter Set: on 2.4 GHz OFDM is g and VHT is not 802.11ac.
@@ -342,18 +325,18 @@ TEST(InformationElements, PhyModesOffered) {
               (QStringList{"802.11g", "802.11n", "802.11ax"}));
 
     // OFDM only, no DS Parameter Set and no band: not 2.4 GHz.
-    EXPECT_EQ(phyModesOffered(parseInformationElements(el(ie::kSupportedRates, hex("8c1298")))),
+    EXPECT_EQ(phyModesOffered(parseInformationElements(element(ie::kSupportedRates, hex("8c1298")))),
               (QStringList{"802.11a"}));
-    EXPECT_EQ(phyModesOffered(parseInformationElements(el(ie::kSupportedRates, hex("8c1298"))), 2),
+    EXPECT_EQ(phyModesOffered(parseInformationElements(element(ie::kSupportedRates, hex("8c1298"))), 2),
               (QStringList{"802.11g"}));
-    EXPECT_EQ(phyModesOffered(parseInformationElements(el(ie::kExtension, hex("6c") + zeros(4)))),
+    EXPECT_EQ(phyModesOffered(parseInformationElements(element(ie::kExtension, hex("6c") + zeros(4)))),
               (QStringList{"802.11be"}));
 }
 
 // Malformed input: what is reported, and what is still read.
 
 TEST(InformationElementsMalformed, LengthPastTheEndStopsReading) {
-    const QByteArray bytes = el(ie::kSsid, "ab") + hex("2d1aef09");  // HT Capabilities claims 26 bytes
+    const QByteArray bytes = element(ie::kSsid, "ab") + hex("2d1aef09");  // HT Capabilities claims 26 bytes
     const ParsedElements p = parseInformationElements(bytes);
     ASSERT_EQ(p.elements.size(), 1u);
     EXPECT_EQ(p.ssid, "ab");
@@ -365,7 +348,7 @@ TEST(InformationElementsMalformed, LengthPastTheEndStopsReading) {
 }
 
 TEST(InformationElementsMalformed, LoneTrailingIdByte) {
-    const ParsedElements p = parseInformationElements(el(ie::kDsParameterSet, hex("06")) + hex("dd"));
+    const ParsedElements p = parseInformationElements(element(ie::kDsParameterSet, hex("06")) + hex("dd"));
     EXPECT_EQ(p.dsChannel, 6);
     ASSERT_EQ(p.problems.size(), 1);
     EXPECT_EQ(p.problems[0],
@@ -373,20 +356,20 @@ TEST(InformationElementsMalformed, LoneTrailingIdByte) {
 }
 
 TEST(InformationElementsMalformed, TruncatedRsn) {
-    const ParsedElements tooShort = parseInformationElements(el(ie::kRsn, hex("01")));
+    const ParsedElements tooShort = parseInformationElements(element(ie::kRsn, hex("01")));
     EXPECT_FALSE(tooShort.rsn.has_value());
     ASSERT_EQ(tooShort.problems.size(), 1);
     EXPECT_EQ(tooShort.problems[0],
               "element 48 (RSN) at byte 0: body of 1 byte, shorter than the 2 it needs; not decoded");
 
-    const ParsedElements groupCut = parseInformationElements(el(ie::kRsn, hex("0100000f")));
+    const ParsedElements groupCut = parseInformationElements(element(ie::kRsn, hex("0100000f")));
     ASSERT_TRUE(groupCut.rsn.has_value());
     EXPECT_FALSE(groupCut.rsn->groupCipher.has_value());
     EXPECT_TRUE(mentions(groupCut.problems, "group cipher suite cut off"));
 
     // Two pairwise suites announced, one sent: the one sent is kept.
     const ParsedElements listCut =
-        parseInformationElements(kRates + el(ie::kRsn, hex("0100000fac040200000fac04")));
+        parseInformationElements(kRates + element(ie::kRsn, hex("0100000fac040200000fac04")));
     ASSERT_TRUE(listCut.rsn.has_value());
     EXPECT_EQ(listCut.rsn->pairwiseCiphers, (std::vector<Suite>{{kOuiIeee80211, 4}}));
     EXPECT_TRUE(listCut.rsn->akmSuites.empty());
@@ -395,14 +378,14 @@ TEST(InformationElementsMalformed, TruncatedRsn) {
               "element 48 (RSN) at byte 10: pairwise cipher suite list cut off at byte 12 of the body");
 
     const ParsedElements capabilitiesCut =
-        parseInformationElements(el(ie::kRsn, hex("0100000fac040100000fac040100000fac02c0")));
+        parseInformationElements(element(ie::kRsn, hex("0100000fac040100000fac040100000fac02c0")));
     EXPECT_EQ(capabilitiesCut.rsn->akmSuites.size(), 1u);
     EXPECT_FALSE(capabilitiesCut.rsn->capabilities.has_value());
     EXPECT_TRUE(mentions(capabilitiesCut.problems, "RSN capabilities cut off"));
 }
 
 TEST(InformationElementsMalformed, TruncatedWpa) {
-    const ParsedElements p = parseInformationElements(el(ie::kVendorSpecific, hex("0050f20101")));
+    const ParsedElements p = parseInformationElements(element(ie::kVendorSpecific, hex("0050f20101")));
     EXPECT_FALSE(p.wpa.has_value());
     ASSERT_EQ(p.problems.size(), 1);
     EXPECT_TRUE(mentions(p.problems, "shorter than the 6 it needs"));
@@ -410,8 +393,8 @@ TEST(InformationElementsMalformed, TruncatedWpa) {
 
 TEST(InformationElementsMalformed, TruncatedHtAndVht) {
     const ParsedElements p = parseInformationElements(
-        el(ie::kHtCapabilities, hex("ef09")) + el(ie::kHtOperation, hex("0607")) +
-        el(ie::kVhtCapabilities, hex("fa198833")) + el(ie::kVhtOperation, hex("01")));
+        element(ie::kHtCapabilities, hex("ef09")) + element(ie::kHtOperation, hex("0607")) +
+        element(ie::kVhtCapabilities, hex("fa198833")) + element(ie::kVhtOperation, hex("01")));
     EXPECT_EQ(p.elements.size(), 4u);
     EXPECT_FALSE(p.htCapabilities.has_value());
     EXPECT_FALSE(p.htOperation.has_value());
@@ -428,8 +411,8 @@ TEST(InformationElementsMalformed, TruncatedHtAndVht) {
 }
 
 TEST(InformationElementsMalformed, RepeatedSsidAndTimKeepTheFirst) {
-    const QByteArray bytes = el(ie::kSsid, "first") + el(ie::kTim, hex("00010000")) +
-                             el(ie::kSsid, "second") + el(ie::kTim, hex("00050000"));
+    const QByteArray bytes = element(ie::kSsid, "first") + element(ie::kTim, hex("00010000")) +
+                             element(ie::kSsid, "second") + element(ie::kTim, hex("00050000"));
     const ParsedElements p = parseInformationElements(bytes);
     EXPECT_EQ(p.elements.size(), 4u);
     EXPECT_EQ(p.ssid, "first");
@@ -440,15 +423,16 @@ TEST(InformationElementsMalformed, RepeatedSsidAndTimKeepTheFirst) {
 }
 
 TEST(InformationElementsMalformed, RepeatedRsn) {
-    const ParsedElements p = parseInformationElements(kRsn + el(ie::kRsn, hex("0100000fac02")));
+    const ParsedElements p = parseInformationElements(kRsn + element(ie::kRsn, hex("0100000fac02")));
     EXPECT_EQ(p.rsn->groupCipher, (Suite{kOuiIeee80211, 4}));
     EXPECT_TRUE(mentions(p.problems, "repeated RSN"));
 }
 
 TEST(InformationElementsMalformed, ZeroLengthElements) {
-    const QByteArray bytes = el(ie::kSsid, {}) + el(ie::kSupportedRates, {}) + el(ie::kDsParameterSet, {}) +
-                             el(ie::kTim, {}) + el(ie::kCountry, {}) + el(ie::kRsn, {}) +
-                             el(ie::kInterworking, {}) + el(ie::kExtension, {}) + el(42, {});
+    const QByteArray bytes = element(ie::kSsid, {}) + element(ie::kSupportedRates, {}) +
+                             element(ie::kDsParameterSet, {}) + element(ie::kTim, {}) +
+                             element(ie::kCountry, {}) + element(ie::kRsn, {}) +
+                             element(ie::kInterworking, {}) + element(ie::kExtension, {}) + element(42, {});
     const ParsedElements p = parseInformationElements(bytes);
     EXPECT_EQ(p.elements.size(), 9u);
     EXPECT_EQ(p.ssid, QByteArray());
@@ -468,8 +452,8 @@ TEST(InformationElementsMalformed, ZeroLengthElements) {
 }
 
 TEST(InformationElementsMalformed, VendorElementShorterThanItsOui) {
-    const ParsedElements p = parseInformationElements(el(ie::kVendorSpecific, hex("0050")) +
-                                                      el(ie::kVendorSpecific, hex("0050f2")));
+    const ParsedElements p = parseInformationElements(element(ie::kVendorSpecific, hex("0050")) +
+                                                      element(ie::kVendorSpecific, hex("0050f2")));
     EXPECT_EQ(p.elements.size(), 2u);
     EXPECT_FALSE(p.wpa.has_value());
     EXPECT_FALSE(p.wps.has_value());
@@ -481,7 +465,7 @@ TEST(InformationElementsMalformed, VendorElementShorterThanItsOui) {
 TEST(InformationElementsMalformed, WpsAttributeRunningPastItsElement) {
     const QByteArray body =
         hex("0050f204") + wpsAttribute(wps::kManufacturer, "Acme") + hex("10230010") + "short";
-    const ParsedElements p = parseInformationElements(kRates + el(ie::kVendorSpecific, body));
+    const ParsedElements p = parseInformationElements(kRates + element(ie::kVendorSpecific, body));
     ASSERT_TRUE(p.wps.has_value());
     EXPECT_EQ(p.wps->manufacturer, "Acme");
     EXPECT_FALSE(p.wps->modelName.has_value());
@@ -491,18 +475,19 @@ TEST(InformationElementsMalformed, WpsAttributeRunningPastItsElement) {
         "element 221 (Vendor Specific) at byte 10: WPS attribute 0x1023 at byte 8 of the WPS data: length 16 "
         "runs past the end (5 left)");
 
-    const ParsedElements headerCut = parseInformationElements(el(ie::kVendorSpecific, hex("0050f2041021")));
+    const ParsedElements headerCut =
+        parseInformationElements(element(ie::kVendorSpecific, hex("0050f2041021")));
     ASSERT_TRUE(headerCut.wps.has_value());
     EXPECT_TRUE(headerCut.wps->attributes.empty());
     EXPECT_TRUE(mentions(headerCut.problems, "WPS attribute header cut off at byte 0"));
 }
 
 TEST(InformationElementsMalformed, EveryPrefixOfAFullFrameIsReadSafely) {
-    const QByteArray frame = el(ie::kSsid, "home") + kRates + el(ie::kDsParameterSet, hex("06")) +
-                             el(ie::kTim, hex("00020000")) + kRsn + htCapabilities(0x11ee) +
-                             htOperation(6, 7) + kExtendedRates + kWpa +
-                             el(ie::kExtension, hex("23") + zeros(20)) +
-                             el(ie::kVendorSpecific, hex("0050f204") + wpsAttribute(wps::kModelName, "M"));
+    const QByteArray frame =
+        element(ie::kSsid, "home") + kRates + element(ie::kDsParameterSet, hex("06")) +
+        element(ie::kTim, hex("00020000")) + kRsn + htCapabilitiesElement(0x11ee) + htOperation(6, 7) +
+        kExtendedRates + kWpa + element(ie::kExtension, hex("23") + zeros(20)) +
+        element(ie::kVendorSpecific, hex("0050f204") + wpsAttribute(wps::kModelName, "M"));
     const ParsedElements full = parseInformationElements(frame);
     EXPECT_TRUE(full.problems.isEmpty()) << full.problems.join('\n').toStdString();
     for (qsizetype n = 0; n < frame.size(); ++n) {
