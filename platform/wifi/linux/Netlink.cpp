@@ -156,7 +156,9 @@ NetlinkDump readDump(const QByteArray& bytes) {
             }
             return dump;
         }
-        if (header.nlmsg_type == NLMSG_NOOP || header.nlmsg_type == NLMSG_OVERRUN) {
+        // Types below NLMSG_MIN_TYPE are netlink's own control messages (NOOP, OVERRUN and reserved
+        // ones), never a family's answer.
+        if (header.nlmsg_type < NLMSG_MIN_TYPE) {
             refuse(at,
                    QStringLiteral("message type %1 where a dump's message belongs").arg(header.nlmsg_type));
         }

@@ -298,6 +298,12 @@ TEST(NetlinkMalformed, AMessageTypeThatBelongsToNoDump) {
     const NetlinkFormatError error = refusal(rawMessage(NLMSG_NOOP, {}) + kDone);
     EXPECT_EQ(error.offset, 0);
     EXPECT_EQ(error.why, "message type 1 where a dump's message belongs");
+    // The other control types, reserved ones included, are no family's answer either.
+    for (const std::uint16_t type : {0, NLMSG_OVERRUN, 5, NLMSG_MIN_TYPE - 1}) {
+        EXPECT_EQ(refusal(rawMessage(type, {}) + kDone).why,
+                  QStringLiteral("message type %1 where a dump's message belongs").arg(type));
+    }
+    EXPECT_EQ(readDump(rawMessage(NLMSG_MIN_TYPE, {}) + kDone).messages.size(), 1u);
 }
 
 TEST(NetlinkMalformed, AnAttributePastItsMessage) {
