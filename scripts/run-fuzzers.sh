@@ -68,8 +68,8 @@ for t in "${targets[@]}"; do
     done
     options=(-max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -detect_leaks=1
              -print_final_stats=1 -artifact_prefix="$findings/$t/")
-    # The JSON dictionary helps the targets that read JSON: all but the two decoding bytes of their own.
-    [[ $t != test_answers && $t != information_elements ]] && options+=(-dict=fuzz/json.dict)
+    # The JSON dictionary helps the targets that read JSON: all but the three decoding bytes of their own.
+    [[ $t != test_answers && $t != information_elements && $t != netlink_dump ]] && options+=(-dict=fuzz/json.dict)
     echo "== fuzz_$t for ${seconds}s (seeds: ${dirs[*]:1})"
     status=0
     "$build/fuzz/fuzz_$t" "${options[@]}" "${dirs[@]}" >"$logs/$t.log" 2>&1 || status=$?
