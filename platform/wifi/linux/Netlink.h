@@ -18,7 +18,7 @@ namespace platform::linuxwifi {
 struct NetlinkFormatError {
     qsizetype offset = 0;  // -1: the bytes as a whole (a file that cannot be read)
     QString why;
-    QString text() const;  // "byte <offset>: <why>", or the why alone"
+    QString text() const;  // "byte <offset>: <why>", or the why alone
 };
 
 // One attribute: its type (without the nested and byte-order bits), where its header starts, and

@@ -305,8 +305,12 @@ std::optional<QString> baseStationModel(const BssElements& elements) {
     for (const auto& part : {wps->manufacturer, wps->modelName, wps->modelNumber}) {
         if (part) {
             // Trimmed before escaping too, so that a tab or newline at either end is left out rather
-            // than shown as an escape.
-            const QString text = ssidText(part->trimmed()).trimmed();
+            // than shown as an escape; the NULs some access points pad their names with go too.
+            QByteArray name = *part;
+            while (name.endsWith('\0')) {
+                name.chop(1);
+            }
+            const QString text = ssidText(name.trimmed()).trimmed();
             if (!text.isEmpty() && !parts.contains(text)) {
                 parts.push_back(text);
             }

@@ -918,6 +918,8 @@ TEST(RadioFindings, BaseStationModelFromTheWpsNames) {
     };
     EXPECT_EQ(model({"Acme", "AX3000", "R7", "Living room"}), "Acme AX3000 R7");
     EXPECT_EQ(model({"  Acme ", " AX3000\t", {}, {}}), "Acme AX3000");
+    EXPECT_EQ(model({QByteArray("Acme\0\0", 6), QByteArray("AX3000\0", 7), {}, {}}),
+              "Acme AX3000");  // NUL-padded
     EXPECT_EQ(model({"Acme", "R7000", "R7000", {}}), "Acme R7000");
     EXPECT_EQ(model({{}, "AX3000", "R7", {}}), "AX3000 R7");
     EXPECT_EQ(model({"Acme", {}, {}, {}}), "Acme");
