@@ -20,6 +20,8 @@ T readAt(const QByteArray& bytes, qsizetype at) {
     return value;
 }
 
+constexpr int kMaxErrno = 4095;
+
 constexpr qsizetype align4(qsizetype n) {
     return (n + 3) & ~qsizetype{3};
 }
@@ -147,6 +149,10 @@ NetlinkDump readDump(const QByteArray& bytes) {
                            QStringLiteral("an error message of %1 bytes holds no error code").arg(length));
                 }
             } else if (const int code = readAt<int>(bytes, at + NLMSG_HDRLEN); code < 0) {
+                // The kernel's errnos run from 1 to 4095 (MAX_ERRNO).
+                if (code < -kMaxErrno) {
+                    refuse(at + NLMSG_HDRLEN, QStringLiteral("error code %1 is no errno").arg(code));
+                }
                 dump.error = -code;
             } else if (header.nlmsg_type == NLMSG_ERROR) {
                 refuse(at, QStringLiteral("an acknowledgement where the dump's end belongs"));

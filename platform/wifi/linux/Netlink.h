@@ -81,5 +81,7 @@ struct NetlinkDump {
 // Reads a dump's bytes. Refuses a message whose length runs past the bytes or is shorter than its
 // headers, an attribute past its message, bytes after the end, and a dump that does not end.
 NetlinkDump readDump(const QByteArray& bytes);
+// The attributes point into the bytes: they must outlive the dump.
+NetlinkDump readDump(QByteArray&& bytes) = delete;
 
 }  // namespace platform::linuxwifi

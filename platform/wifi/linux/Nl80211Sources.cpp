@@ -29,11 +29,16 @@ QString errnoText(int error) {
 
 }  // namespace
 
-KernelNl80211Source::KernelNl80211Source() = default;
+KernelNl80211Source::KernelNl80211Source(QByteArray family) : familyName_(std::move(family)) {}
 
 KernelNl80211Source::~KernelNl80211Source() {
+    closeSocket();
+}
+
+void KernelNl80211Source::closeSocket() {
     if (socket_ >= 0) {
         ::close(socket_);
+        socket_ = -1;
     }
 }
 
@@ -64,6 +69,17 @@ int KernelNl80211Source::openSocket() {
 QByteArray KernelNl80211Source::exchange(const QByteArray& request, std::uint32_t sequence,
                                          const QString& what) {
     const int fd = openSocket();
+    // An answer that failed half-way leaves the kernel's dump running on the socket: a fresh socket
+    // for the next one.
+    struct CloseUnlessAnswered {
+        KernelNl80211Source* source;
+        bool answered = false;
+        ~CloseUnlessAnswered() {
+            if (!answered) {
+                source->closeSocket();
+            }
+        }
+    } guard{this};
     sockaddr_nl kernel{};
     kernel.nl_family = AF_NETLINK;
     if (::sendto(fd, request.constData(), static_cast<size_t>(request.size()), 0,
@@ -88,7 +104,8 @@ QByteArray KernelNl80211Source::exchange(const QByteArray& request, std::uint32_
                 {answer.size(),
                  QStringLiteral("a datagram of %1 bytes, more than %2").arg(got).arg(buffer.size())}};
         }
-        // Walk the datagram's messages: the answer ends with this request's NLMSG_DONE or error;
+        // Walk the datagram's messages: the answer ends with this request's NLMSG_DONE or error, or
+        // with its one message when that is not part of a multi-part answer (the family lookup);
         // messages of another sequence (a late answer) are left out.
         qsizetype at = 0;
         bool ended = false;
@@ -102,11 +119,13 @@ QByteArray KernelNl80211Source::exchange(const QByteArray& request, std::uint32_
             const qsizetype length = std::min<qsizetype>(NLMSG_ALIGN(header.nlmsg_len), got - at);
             if (header.nlmsg_seq == sequence) {
                 answer.append(buffer.constData() + at, length);
-                ended = ended || header.nlmsg_type == NLMSG_DONE || header.nlmsg_type == NLMSG_ERROR;
+                ended = ended || header.nlmsg_type == NLMSG_DONE || header.nlmsg_type == NLMSG_ERROR ||
+                        (header.nlmsg_flags & NLM_F_MULTI) == 0;
             }
             at += length;
         }
         if (ended) {
+            guard.answered = true;
             return answer;
         }
     }
@@ -122,7 +141,7 @@ std::uint16_t KernelNl80211Source::family() {
     const std::uint32_t sequence = ++sequence_;
     const QByteArray request = NetlinkBuilder()
                                    .message(GENL_ID_CTRL, CTRL_CMD_GETFAMILY, NLM_F_REQUEST, sequence)
-                                   .string(CTRL_ATTR_FAMILY_NAME, "nl80211")
+                                   .string(CTRL_ATTR_FAMILY_NAME, familyName_)
                                    .build();
     const QByteArray answer = exchange(request, sequence, QStringLiteral("the nl80211 family lookup"));
     nlmsghdr header{};
@@ -132,10 +151,11 @@ std::uint16_t KernelNl80211Source::family() {
         if (answer.size() >= static_cast<qsizetype>(NLMSG_HDRLEN + sizeof code)) {
             std::memcpy(&code, answer.constData() + NLMSG_HDRLEN, sizeof code);
         }
-        missing_ =
-            code == -ENOENT
-                ? QStringLiteral("this kernel does not offer nl80211")
-                : QStringLiteral("the kernel refused the nl80211 family lookup (%1)").arg(errnoText(-code));
+        code = std::max(code, -4095);  // an errno, as the kernel's are
+        const QString family = QString::fromLatin1(familyName_);
+        missing_ = code == -ENOENT ? QStringLiteral("this kernel does not offer %1").arg(family)
+                                   : QStringLiteral("the kernel refused the %1 family lookup (%2)")
+                                         .arg(family, errnoText(-code));
         throw Nl80211Missing{*missing_};
     }
     try {
@@ -171,6 +191,14 @@ std::optional<QByteArray> KernelNl80211Source::dump(Nl80211Dump which, std::opti
             const NetlinkDump read = readDump(answer);
             if (read.interrupted && attempt < kInterruptedRetries) {
                 continue;
+            }
+            // Busy (a dump of ours still running) or out of buffer space: the kernel did answer,
+            // but not this dump, which is no refusal of it.
+            if (read.error == EBUSY || read.error == ENOBUFS) {
+                throw Nl80211DumpError{
+                    name,
+                    {0,
+                     QStringLiteral("the kernel could not answer the dump: %1").arg(errnoText(*read.error))}};
             }
         } catch (const NetlinkFormatError& error) {
             throw Nl80211DumpError{name, error};

@@ -17,19 +17,23 @@ namespace platform::linuxwifi {
 
 // The kernel's nl80211, read with dumps over a generic netlink socket; no privilege needed. The
 // family is looked up on the first dump: where the kernel has none, every dump throws
-// Nl80211Missing. A dump the kernel interrupts (its list changed meanwhile) is taken again.
+// Nl80211Missing. A dump the kernel interrupts (its list changed meanwhile) is taken again, up to
+// five times. A socket whose answer failed half-way is closed, so the next dump starts afresh.
 class KernelNl80211Source final : public Nl80211Source {
   public:
-    KernelNl80211Source();
+    // family: the generic netlink family the dumps go to ("nl80211"; tests name another).
+    explicit KernelNl80211Source(QByteArray family = "nl80211");
     ~KernelNl80211Source() override;
     std::optional<QByteArray> dump(Nl80211Dump dump, std::optional<int> ifindex) override;
 
   private:
     int openSocket();
+    void closeSocket();
     std::uint16_t family();
     QByteArray exchange(const QByteArray& request, std::uint32_t sequence, const QString& what);
 
     std::mutex mutex_;
+    QByteArray familyName_;
     int socket_ = -1;
     std::optional<std::uint16_t> family_;
     std::optional<QString> missing_;  // why there is no nl80211, once known

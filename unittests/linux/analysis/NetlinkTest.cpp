@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 using namespace platform::linuxwifi;
@@ -208,20 +209,23 @@ TEST(Netlink, ADoneWithoutItsErrorCodeStillEndsTheDump) {
     header.nlmsg_len = NLMSG_HDRLEN;
     header.nlmsg_type = NLMSG_DONE;
     const QByteArray done(reinterpret_cast<const char*>(&header), sizeof header);
-    const NetlinkDump dump = readDump(rawMessage(kFamily, {}) + done);
+    const QByteArray bytes = rawMessage(kFamily, {}) + done;
+    const NetlinkDump dump = readDump(bytes);
     EXPECT_EQ(dump.messages.size(), 1u);
     EXPECT_FALSE(dump.error.has_value());
 }
 
 TEST(Netlink, TheKernelsRefusalIsItsErrno) {
-    const NetlinkDump refused = readDump(radiofixtures::refusedDump(EOPNOTSUPP));
+    const QByteArray refusal = radiofixtures::refusedDump(EOPNOTSUPP);
+    const NetlinkDump refused = readDump(refusal);
     EXPECT_TRUE(refused.messages.empty());
     EXPECT_EQ(refused.error, EOPNOTSUPP);
 
     // A dump that fails half-way ends with a NLMSG_DONE carrying the errno; the messages before it
     // are kept.
-    const NetlinkDump halfWay =
-        readDump(NetlinkBuilder().message(kFamily, kCommand, NLM_F_MULTI).u8(1, 1).done(-ENOBUFS));
+    const QByteArray failed =
+        NetlinkBuilder().message(kFamily, kCommand, NLM_F_MULTI).u8(1, 1).done(-ENOBUFS);
+    const NetlinkDump halfWay = readDump(failed);
     EXPECT_EQ(halfWay.messages.size(), 1u);
     EXPECT_EQ(halfWay.error, ENOBUFS);
 }
@@ -255,8 +259,8 @@ TEST(Netlink, TheInterruptedFlagOfAnyMessageIsKept) {
     const NetlinkDump interrupted = readDump(bytes);
     EXPECT_TRUE(interrupted.interrupted);
     EXPECT_EQ(interrupted.messages.size(), 2u);
-    EXPECT_FALSE(
-        readDump(NetlinkBuilder().message(kFamily, kCommand, NLM_F_MULTI).u8(1, 1).done()).interrupted);
+    const QByteArray whole = NetlinkBuilder().message(kFamily, kCommand, NLM_F_MULTI).u8(1, 1).done();
+    EXPECT_FALSE(readDump(whole).interrupted);
     // The kernel may also flag the NLMSG_DONE alone.
     QByteArray doneFlagged = kDone;
     putU16(doneFlagged, 6, NLM_F_MULTI | NLM_F_DUMP_INTR);
@@ -303,7 +307,8 @@ TEST(NetlinkMalformed, AMessageTypeThatBelongsToNoDump) {
         EXPECT_EQ(refusal(rawMessage(type, {}) + kDone).why,
                   QStringLiteral("message type %1 where a dump's message belongs").arg(type));
     }
-    EXPECT_EQ(readDump(rawMessage(NLMSG_MIN_TYPE, {}) + kDone).messages.size(), 1u);
+    const QByteArray first = rawMessage(NLMSG_MIN_TYPE, {}) + kDone;
+    EXPECT_EQ(readDump(first).messages.size(), 1u);
 }
 
 TEST(NetlinkMalformed, AnAttributePastItsMessage) {
@@ -401,4 +406,13 @@ TEST(NetlinkMalformed, EveryCutOfAWellFormedDumpIsRefused) {
         EXPECT_LE(error.offset, n) << "cut after " << n << " bytes";
         EXPECT_FALSE(error.why.isEmpty()) << "cut after " << n << " bytes";
     }
+}
+
+TEST(NetlinkMalformed, AnErrorCodeBeyondTheErrnosIsRefused) {
+    const QByteArray bytes = NetlinkBuilder().message(kFamily, kCommand, NLM_F_MULTI).u8(1, 1).done(INT_MIN);
+    const NetlinkFormatError error = refusal(bytes);
+    EXPECT_EQ(error.why, "error code -2147483648 is no errno");
+    EXPECT_EQ(error.offset, bytes.size() - 4);
+    const QByteArray largest = NetlinkBuilder().done(-4095);
+    EXPECT_EQ(readDump(largest).error, 4095);
 }

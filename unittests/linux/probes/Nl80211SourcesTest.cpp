@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <iostream>
 
@@ -253,4 +254,30 @@ TEST(KernelNl80211, AKernelWithoutNl80211SaysSo) {
               << (QFileInfo::exists("/sys/class/ieee80211") ? "with" : "without")
               << " /sys/class/ieee80211)\n";
     GTEST_SKIP() << "this kernel offers nl80211, so the answer of a kernel without it cannot be seen here";
+}
+
+TEST(KernelNl80211, TheFamilyLookupAndAnAnswerEndOnEveryKernel) {
+    // Every kernel has the generic netlink controller's own family, nlctrl: its lookup answers one
+    // message (no multi-part answer, no NLMSG_DONE), and a dump sent to it is answered, refused or
+    // not, within the socket's time: the exchange must see both ends.
+    KernelNl80211Source controller("nlctrl");
+    const auto started = std::chrono::steady_clock::now();
+    std::optional<QByteArray> answer;
+    ASSERT_NO_THROW(answer = controller.dump(Nl80211Dump::Interface, std::nullopt));
+    ASSERT_TRUE(answer.has_value());
+    EXPECT_NO_THROW(readDump(*answer));
+    // A second exchange on the same socket works as well.
+    ASSERT_NO_THROW(answer = controller.dump(Nl80211Dump::Regulatory, std::nullopt));
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(1900))
+        << "an exchange waited for the socket's time limit instead of seeing the answer's end";
+}
+
+TEST(KernelNl80211, AFamilyTheKernelDoesNotHaveIsNamed) {
+    KernelNl80211Source kernel("wifiprof-none");
+    try {
+        kernel.dump(Nl80211Dump::Interface, std::nullopt);
+        ADD_FAILURE() << "the kernel has a family named wifiprof-none";
+    } catch (const Nl80211Missing& missing) {
+        EXPECT_EQ(missing.why, "this kernel does not offer wifiprof-none");
+    }
 }
