@@ -166,6 +166,7 @@ RadioSnapshot takeRadioSnapshot(Nl80211Source& source, const QString& interfaceN
     };
     if (auto scan = readRecords(source, Nl80211Dump::Scan, ifindex, decodeScan)) {
         snapshot.scan = ofInterface(std::move(*scan));
+        snapshot.scanRead = true;
     }
     if (auto stations = readRecords(source, Nl80211Dump::Station, ifindex, decodeStations)) {
         snapshot.stations = ofInterface(std::move(*stations));
@@ -219,7 +220,8 @@ std::optional<int> bandOfFrequency(int frequency) {
 }
 
 std::optional<int> dtimPeriodOf(const Nl80211Station* station, const BssElements& elements) {
-    if (station && station->dtimPeriod) {
+    // 0: the driver has not learnt it yet.
+    if (station && station->dtimPeriod && *station->dtimPeriod > 0) {
         return station->dtimPeriod;
     }
     return elements.dtimPeriod();
@@ -246,7 +248,7 @@ std::optional<QString> linkPhyMode(const Nl80211Station& station, std::optional<
     }
     std::optional<QString> best;
     for (const auto& rate : {station.txBitrate, station.rxBitrate}) {
-        if (!rate) {
+        if (!rate || (!rate->phyMode() && rate->bitrate100kbps.value_or(0) > 540)) {
             continue;
         }
         const QString mode =

@@ -57,6 +57,7 @@ void checkNl80211Dump(Nl80211Dump dump, const QByteArray& bytes, const QString& 
 struct RadioSnapshot {
     Nl80211Interface interface;
     std::vector<Nl80211Bss> scan;
+    bool scanRead = false;  // the kernel answered GET_SCAN (an empty scan is no unanswered one)
     std::vector<Nl80211Station> stations;
     std::vector<Nl80211Survey> survey;
     std::optional<std::vector<Nl80211Regulatory>> regulatory;  // none: no GET_REG to read
@@ -99,7 +100,9 @@ std::optional<int> bandOfFrequency(int frequency);
 std::optional<int> dtimPeriodOf(const Nl80211Station* station, const BssElements& elements);
 
 // The PHY mode of the joined link: the higher of its transmit and receive rates' modes, "802.11g"
-// or "802.11a" (by band) for legacy rates, none when the station reports no rate.
+// or "802.11a" (by band) for legacy rates, none when the station reports no rate. A rate without
+// MCS fields above 54 Mb/s tells no mode (full-MAC drivers report HT and VHT links so): it is
+// left out.
 std::optional<QString> linkPhyMode(const Nl80211Station& station, std::optional<int> bandGHz);
 
 // A PHY mode conflict around a mode ("802.11ac" or "802.11n"): the access point offers it and the

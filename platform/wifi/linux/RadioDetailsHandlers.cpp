@@ -16,19 +16,32 @@ namespace {
 // Long beacon and DTIM intervals: above these.
 constexpr int kLongBeaconIntervalTU = 100;
 constexpr int kLongDtimPeriod = 3;
+// The kernel forgets a BSS it has not heard for 30 s: the dumps follow a scan younger than this.
+constexpr std::int64_t kKernelScanAgeSeconds = 25;
+
+// A value of 0 in the station's BSS parameters means the driver has not learnt it yet.
+std::optional<int> known(std::optional<int> value) {
+    return value && *value > 0 ? value : std::nullopt;
+}
 
 }  // namespace
 
 std::shared_ptr<const RadioSnapshot> LinuxBackend::radio(const Request& request, const QString& what) {
-    scan(request);
+    // The dumps follow a scan the kernel still remembers. On NetworkManager's iwd backend, whose
+    // access points are made up, the kernel's view is still real: the dumps are taken as they are.
     std::optional<std::int64_t> scanTime;
-    {
+    if (!accessPointsAreMadeUp()) {
+        Request recent = request;
+        recent.maxScanCacheAge =
+            std::min(request.maxScanCacheAge.value_or(kKernelScanAgeSeconds), kKernelScanAgeSeconds);
+        scan(recent);
         std::lock_guard lock(mutex_);
         scanTime = cachedScanTime_;
     }
     const QString interfaceName = wifiDevice().interface;
     std::lock_guard lock(radioMutex_);
-    if (cachedRadio_ && cachedRadioScanTime_ == scanTime && cachedRadio_->interface.name == interfaceName) {
+    if (cachedRadio_ && scanTime && cachedRadioScanTime_ == scanTime &&
+        cachedRadio_->interface.name == interfaceName) {
         return cachedRadio_;
     }
     try {
@@ -62,8 +75,7 @@ std::shared_ptr<const RadioSnapshot> LinuxBackend::radioIfReadable(const Request
     try {
         return radio(request, QString());
     } catch (const ServiceFailure& failure) {
-        if (failure.error->code != servicecode::kNotSupported &&
-            failure.error->code != servicecode::kSystem) {
+        if (failure.error->code == servicecode::kCancelled) {
             throw;
         }
         return nullptr;
@@ -106,9 +118,9 @@ LinuxBackend::RadioTarget LinuxBackend::radioTarget(const Request& request, cons
 
 TestAnswer LinuxBackend::longBeaconInterval(const Request& request) {
     const RadioTarget target = radioTarget(request, QStringLiteral("the beacon interval"));
-    std::optional<int> interval = target.bss->beaconInterval;
+    std::optional<int> interval = known(target.bss->beaconInterval);
     if (!interval && target.station) {
-        interval = target.station->beaconInterval;
+        interval = known(target.station->beaconInterval);
     }
     if (!interval) {
         fail(servicecode::kNotSupported,
@@ -185,6 +197,10 @@ TestAnswer LinuxBackend::ht40Channel(const Request& request) {
 TestAnswer LinuxBackend::conflictingCountryCode(const Request& request) {
     // The countries of every access point around, whichever network the request is about.
     const auto snapshot = radio(request, QStringLiteral("the country code"));
+    if (!snapshot->scanRead) {
+        fail(servicecode::kNotSupported,
+             QStringLiteral("the country code needs the kernel's scan, which nl80211 did not answer"));
+    }
     const CountryFinding countries = countryFinding(*snapshot);
     auto info = Dictionary::make();
     if (countries.adopted) {

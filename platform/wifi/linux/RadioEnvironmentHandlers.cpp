@@ -46,8 +46,7 @@ TestAnswer LinuxBackend::poorSignal(const Request& request) {
     try {
         target = radioTarget(request, QStringLiteral("the signal"));
     } catch (const ServiceFailure& failure) {
-        if (failure.error->code != servicecode::kNotSupported &&
-            failure.error->code != servicecode::kSystem) {
+        if (failure.error->code == servicecode::kCancelled) {
             throw;
         }
     }
@@ -80,8 +79,10 @@ TestAnswer LinuxBackend::poorSignal(const Request& request) {
 
 TestAnswer LinuxBackend::hiddenScanResults(const Request& request) {
     auto hidden = std::make_shared<Array>();
+    // The scan first: a scan that fails ends the request before the kernel is asked.
+    const auto aps = scan(request);
     const auto kernel = radioIfReadable(request);
-    for (const NMAccessPoint& ap : scan(request)) {
+    for (const NMAccessPoint& ap : aps) {
         if (ap.ssid.isEmpty()) {
             hidden->push_back(scanResultValue(ap, kernel.get()));
         }
@@ -92,8 +93,9 @@ TestAnswer LinuxBackend::hiddenScanResults(const Request& request) {
 
 TestAnswer LinuxBackend::noScanResults(const Request& request) {
     auto all = std::make_shared<Array>();
+    const auto aps = scan(request);
     const auto kernel = radioIfReadable(request);
-    for (const NMAccessPoint& ap : scan(request)) {
+    for (const NMAccessPoint& ap : aps) {
         all->push_back(scanResultValue(ap, kernel.get()));
     }
     // Passing always: the scan's entries are the details every caller reads.

@@ -132,6 +132,14 @@ class RadioDetailsTest : public ::testing::Test {
                                      kInfrastructure, frequency, maxBitrate, strength, kKeyMgmtPsk);
     }
 
+    // NetworkManager's last scan of the device: a long time ago, and no scan it is asked for ends.
+    void neverScanned() {
+        mock_->updateProperties(
+            device_, nm::kWirelessInterface,
+            {{QStringLiteral("LastScan"), QVariant::fromValue<qint64>(bootTimeMs() - 600000)}});
+        scanTimeout_ = 300ms;
+    }
+
     // Answers test id from the radio as the fixture stands (home and the station included).
     Outcome run(std::int64_t id, DictionaryRef configuration = nullptr) {
         if (!backend_) {
@@ -141,6 +149,7 @@ class RadioDetailsTest : public ::testing::Test {
             LinuxBackendOptions options;
             options.bus = mock_->connection();
             options.callTimeout = 1000ms;
+            options.scanTimeout = scanTimeout_;
             options.sysfsRoot = QStringLiteral("/nonexistent-sysfs");
             options.routeTablePath = QStringLiteral("/nonexistent-route-table");
             options.nl80211 = nl80211_ ? nl80211_ : std::make_shared<MemoryNl80211Source>(radio.dumps());
@@ -156,6 +165,7 @@ class RadioDetailsTest : public ::testing::Test {
     }
 
     QObject context_;
+    std::chrono::milliseconds scanTimeout_ = 2000ms;
     std::unique_ptr<MockSystemBus> mock_;
     std::shared_ptr<LinuxBackend> backend_;
     std::shared_ptr<platform::linuxwifi::Nl80211Source> nl80211_;  // none: the fixture's dumps
@@ -472,4 +482,76 @@ TEST_F(RadioDetailsTest, OnAKernelWithoutNl80211TheRadioTestsSaySo) {
     const Outcome signal = run(32);
     EXPECT_EQ(signal.intInfo("RSSI"), -52);
     EXPECT_FALSE(signal.info("Noise"));
+}
+
+TEST_F(RadioDetailsTest, LegacyRatesFollowTheElementsWhereNetworkManagerWouldSayOtherwise) {
+    joinHome(2437, 11000);  // MaxBitrate 11 Mb/s: NetworkManager alone would call it 802.11b
+    EXPECT_FALSE(run(41).verdict());
+}
+
+TEST_F(RadioDetailsTest, ALinkRateWithoutMcsAbove54MbpsTellsNoMode) {
+    // Full-MAC drivers report HT and VHT links as bare bit rates: no conflict is made of that.
+    joinHome(5180);
+    home_.frequency = 5180;
+    radio_.frequency = 5180;
+    home_.informationElements = rf::ssidElement("Home") + rf::supportedRatesElement("8c12982430486c") +
+                                rf::htCapabilitiesElement(0x01ef) + rf::vhtCapabilitiesElement(0x038071b2);
+    station_.txBitrate = BitrateFixture{8667, std::nullopt, std::nullopt, std::nullopt, std::nullopt, 80};
+    station_.rxBitrate.reset();
+    EXPECT_FALSE(run(36).verdict());
+    EXPECT_FALSE(run(37).verdict());
+    backend_.reset();
+    station_.txBitrate = BitrateFixture{540, std::nullopt, std::nullopt, std::nullopt, std::nullopt, 20};
+    EXPECT_TRUE(run(36).verdict());  // 54 Mb/s is a legacy rate
+}
+
+TEST_F(RadioDetailsTest, StationParametersOfZeroAreNotYetKnown) {
+    joinHome();
+    station_.dtimPeriod = 0;
+    station_.beaconInterval = 0;
+    home_.beaconInterval = 0;
+    home_.beaconElements = homeElements() + rf::timElement(2);
+    EXPECT_EQ(run(35).intInfo("DTIMInterval"), 2);
+    const Outcome interval = run(34);
+    EXPECT_EQ(interval.errorCode(), 95);
+    EXPECT_THAT(interval.errorText(), HasSubstr("the kernel gives no beacon interval for ac:de:48:00:00:01"));
+}
+
+TEST_F(RadioDetailsTest, WithoutTheKernelsScanTheCountryIsNotGuessed) {
+    joinHome();
+    radio_.leftOut = {platform::linuxwifi::Nl80211Dump::Scan};
+    const Outcome o = run(28);
+    EXPECT_EQ(o.errorCode(), 95);
+    EXPECT_THAT(o.errorText(), HasSubstr("needs the kernel's scan, which nl80211 did not answer"));
+}
+
+TEST_F(RadioDetailsTest, WhenNoScanEndsTheSignalAndRatesStillComeFromNetworkManager) {
+    joinHome(2437, 11000);
+    neverScanned();
+    const Outcome radio = run(34);
+    EXPECT_EQ(radio.errorCode(), 60) << radio.errorText();
+    const Outcome signal = run(32);
+    EXPECT_EQ(signal.intInfo("RSSI"), -52) << signal.errorText();  // strength 80
+    EXPECT_TRUE(run(41).verdict());                                // MaxBitrate 11 Mb/s
+}
+
+TEST_F(RadioDetailsTest, ASelectedNetworksElementsAnswerItsTests) {
+    joinHome();
+    addAp("ap2", QStringLiteral("Airport"), QStringLiteral("ac:de:48:00:00:02"), 2412, 54000, 60);
+    BssFixture airport;
+    airport.bssid = QStringLiteral("ac:de:48:00:00:02");
+    airport.frequency = 2412;
+    airport.informationElements = rf::ssidElement("Airport") + rf::supportedRatesElement("82848b96") +
+                                  rf::interworkingElement(2, true) + rf::hotspot20Element() +
+                                  rf::wpsElement({"Harbex", "Gate", std::nullopt, std::nullopt});
+    radio_.bsses = {airport};
+    EXPECT_TRUE(run(45, selecting("Airport")).verdict());
+    const Outcome model = run(33, selecting("Airport"));
+    EXPECT_TRUE(model.passed());
+    EXPECT_EQ(model.description("HarbexModelName"), QStringLiteral("\"Harbex Gate\""));
+    EXPECT_TRUE(run(41, selecting("Airport")).verdict());
+    // Not joined, 802.11b only: no link to run below a mode, and it announces none above.
+    const Outcome n = run(37, selecting("Airport"));
+    EXPECT_FALSE(n.verdict());
+    EXPECT_EQ(n.description("SupportedPHYModes"), QStringLiteral("[\"802.11b\"]"));
 }

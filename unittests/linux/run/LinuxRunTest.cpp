@@ -415,7 +415,7 @@ TEST_F(LinuxRunTest, ARecordedRadioWithEveryProblemIsProfiledFromTheKernelsView)
             radiofixtures::wpsElement({"Harbex", "Beacon", "AX3", "Living room"}),
         5);
     home.beaconInterval = 300;
-    home.signalMbm = -8100;
+    home.signalMbm = -7900;  // the last frame heard; the station's own signal counts
     radio.bsses.insert(radio.bsses.begin(), home);
     StationFixture station;
     station.mac = home.bssid;
