@@ -16,6 +16,10 @@ HostObservers::HostObservers(EventStream& events) : events_(events) {
         const QString name = QString::fromUtf8(platform::logLevelName(level));
         writeOut(stderr,
                  QStringLiteral("[%1] cat %2: %3\n").arg(name, QString::number(category), message).toUtf8());
+                {
+            std::lock_guard lock(logMutex_);
+            log_.push_back(report::LogLine{category, static_cast<int>(level), message});
+        }
         events_.write(QStringLiteral("log"), Dictionary::make({
                                                  {QStringLiteral("category"), Value::integer(category)},
                                                  {QStringLiteral("level"), Value::string(name)},
@@ -35,6 +39,11 @@ HostObservers::HostObservers(EventStream& events) : events_(events) {
                 Dictionary::make({{QStringLiteral("configuration"),
                                    configuration ? Value::dictionary(configuration) : Value::null()}}));
         });
+}
+
+std::vector<report::LogLine> HostObservers::logLines() const {
+    std::lock_guard lock(logMutex_);
+    return log_;
 }
 
 HostObservers::~HostObservers() {

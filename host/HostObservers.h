@@ -6,9 +6,13 @@
 
 #include "host/EventStream.h"
 
+#include "host/report/Profile.h"
+
 #include "platform/wifi/RecordingBackend.h"
 
 #include <memory>
+#include <mutex>
+#include <vector>
 
 namespace host {
 
@@ -21,11 +25,16 @@ class HostObservers {
     HostObservers& operator=(const HostObservers&) = delete;
 
     // Reports backend's requests as well, until this object goes.
-    void observeRequests(std::shared_ptr<platform::RecordingBackend> backend);
+        void observeRequests(std::shared_ptr<platform::RecordingBackend> backend);
+    // The diagnostic's log so far, for the run's profile.
+    std::vector<report::LogLine> logLines() const;
+
 
   private:
     EventStream& events_;
-    std::shared_ptr<platform::RecordingBackend> backend_;
+        std::shared_ptr<platform::RecordingBackend> backend_;
+    mutable std::mutex logMutex_;
+    std::vector<report::LogLine> log_;
 };
 
 }  // namespace host

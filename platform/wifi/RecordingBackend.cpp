@@ -34,14 +34,30 @@ DiagnosticsTestResults RecordingBackend::runDiagnosticsTests(const std::vector<D
         requests.push_back(
             RecordedRequest{RecordedRequest::Kind::Test, test.testID, copyOf(test.configuration)});
     }
-    // Recorded when the wrapped backend has taken the request in, so that an observer that
+        // Recorded when the wrapped backend has taken the request in, so that an observer that
     // cancels on arrival reaches it.
-    return inner_->runDiagnosticsTests(tests, error, [&] {
+    ErrorRef answeredError;
+    DiagnosticsTestResults results = inner_->runDiagnosticsTests(tests, &answeredError, [&] {
         arrived(requests);
         if (arrivedInner) {
             arrivedInner();
         }
     });
+    {
+        std::lock_guard lock(mutex_);
+        for (const RecordedRequest& request : requests) {
+            answers_.push_back(RecordedAnswer{request.testID, request.configuration, results, answeredError});
+        }
+    }
+    if (error) {
+        *error = answeredError;
+    }
+    return results;
+}
+
+std::vector<RecordedAnswer> RecordingBackend::answers() const {
+    std::lock_guard lock(mutex_);
+    return answers_;
 }
 
 StatusSnapshotRef RecordingBackend::queryStatus(ErrorRef* error, const Arrival& arrivedInner) {

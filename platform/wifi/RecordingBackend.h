@@ -1,7 +1,8 @@
 #pragma once
 // A backend that records every request on its way to another backend: the requests made, in
-// order, an observer told of each as it arrives (the host's request events), and how many times
-// every request was cancelled. Works the same whatever backend it wraps.
+// order, what the wrapped backend answered to each test request, an observer told of each request
+// as it arrives (the host's request events), and how many times every request was cancelled.
+// Works the same whatever backend it wraps.
 
 #include "platform/wifi/WiFiBackend.h"
 
@@ -19,6 +20,15 @@ struct RecordedRequest {
     Kind kind = Kind::Test;
     std::int64_t testID = 0;      // Test only
     DictionaryRef configuration;  // Test only: a copy, as it was when the request arrived
+};
+
+// What the service answered to one test request: the results (absent, or an array that may hold
+// absent elements) or an error.
+struct RecordedAnswer {
+    std::int64_t testID = 0;
+    DictionaryRef configuration;  // a copy, as it was when the request arrived
+    DiagnosticsTestResults results;
+    ErrorRef error;
 };
 
 class RecordingBackend final : public WiFiBackend {
@@ -40,6 +50,8 @@ class RecordingBackend final : public WiFiBackend {
 
     const std::shared_ptr<WiFiBackend>& inner() const { return inner_; }
     std::vector<RecordedRequest> requests() const;
+        // The answers to the test requests so far, in the order they came back.
+    std::vector<RecordedAnswer> answers() const;
     // The test IDs requested so far, in order.
     std::vector<std::int64_t> requestedTestIDs() const;
     // How many times cancelAllRequests was called.
@@ -53,7 +65,8 @@ class RecordingBackend final : public WiFiBackend {
 
     const std::shared_ptr<WiFiBackend> inner_;
     mutable std::mutex mutex_;
-    std::vector<RecordedRequest> requests_;
+        std::vector<RecordedRequest> requests_;
+    std::vector<RecordedAnswer> answers_;
     std::size_t cancels_ = 0;
     std::shared_ptr<const std::function<void(const RecordedRequest&)>> observer_;
 };
