@@ -719,8 +719,8 @@ unsigned bitOf(Group group) {
     return 0;
 }
 
-// A number for a person: whole numbers without decimals, others with one; nothing for NaN, the
-// infinities and what is no number.
+}  // namespace
+
 std::optional<QString> numberText(const Value& value) {
     switch (value.kind()) {
         case Value::Kind::Int:
@@ -732,7 +732,10 @@ std::optional<QString> numberText(const Value& value) {
             if (!std::isfinite(d)) {
                 return std::nullopt;
             }
-            if (d == std::trunc(d) && std::abs(d) < 1e15) {
+            if (std::abs(d) >= 1e15) {
+                return QString::number(d, 'g', 6);  // no run of made-up digits
+            }
+            if (d == std::trunc(d)) {
                 return QString::number(static_cast<std::int64_t>(d));
             }
             QString s = QString::number(d, 'f', 1);
@@ -742,6 +745,8 @@ std::optional<QString> numberText(const Value& value) {
             return std::nullopt;
     }
 }
+
+namespace {
 
 // A detail as text: a string as it is, a number in digits, the JSON form of anything else; nothing
 // for the null marker.
@@ -766,12 +771,13 @@ std::optional<double> finiteNumber(const std::optional<Value>& value) {
     return std::isfinite(d) ? std::optional<double>(d) : std::nullopt;
 }
 
+}  // namespace
+
 QString bandOfChannel(std::int64_t channel) {
     return text(channel <= 14 ? QStringLiteral("band.2") : QStringLiteral("band.5"));
 }
 
-// What was measured, in words, from the row's detail keys.
-QString valueOf(const FindingRow& row, const platform::Dictionary& data) {
+QString measuredValue(const FindingRow& row, const platform::Dictionary& data) {
     if (row.form == ValueForm::None || !row.details[0]) {
         return QString();
     }
@@ -869,6 +875,8 @@ QString valueOf(const FindingRow& row, const platform::Dictionary& data) {
     return QString();
 }
 
+namespace {
+
 // The flag's truth: a boolean, or a number (non-zero is true; "foundScanResults" is an integer).
 std::optional<bool> flagOf(const Value& value) {
     if (value.isBool()) {
@@ -915,14 +923,16 @@ std::optional<QString> groupNotRunReason(const Profile& profile, Group group) {
     return std::nullopt;
 }
 
-// A profile that carries the diagnostic's log but no answers of the service (saved before the
-// host kept them, or made from a golden run) still tells why a test wrote nothing: its failure
-// message. The same message is logged for the joined and the selected network; where both
-// groups lack the key, the first message is the joined network's (its group runs first), and a
-// single message cannot be told apart and is not used.
+// A profile that carries the diagnostic's log but not the service's answers to a test (saved
+// before the host kept them, or made from a golden run's printed result and log) still tells why
+// the test wrote nothing: its failure message. The same message is logged for the joined and the
+// selected network; where both groups lack the key, the first message is the joined network's
+// (its group runs first), and a single message cannot be told apart and is not used.
 std::optional<QString> loggedError(const Profile& profile, const FindingRow& row, Group group) {
-    if (!profile.answers.empty()) {
-        return std::nullopt;
+    for (const ServiceAnswer& answer : profile.answers) {
+        if (answer.testID == row.testID) {
+            return std::nullopt;  // the answers are recorded: they tell, not the log
+        }
     }
     const QString prefix =
         QStringLiteral("[ERROR] - Wi-Fi Profile: %1 failed with error: ").arg(key(row.logTitle));
@@ -971,6 +981,11 @@ std::optional<QString> absentReason(const Profile& profile, const FindingRow& ro
                        ? text(QStringLiteral("reason.errorCode"), {QString::number(*answer->errorCode)})
                        : answer->errorText;
         }
+        if (row.onlySomeRuns) {
+            // An answer to the test without its key: the request was not the diagnostic's (the
+            // host may scan for the report).
+            return std::nullopt;
+        }
         if (!answer->answer) {
             return text(QStringLiteral("reason.noResult"));
         }
@@ -1016,6 +1031,15 @@ bool selectedNetworkExamined(const Profile& profile, const DictionaryRef& data) 
 
 std::span<const FindingRow> findingRows() {
     return kRows;
+}
+
+const FindingRow* findingRow(const QString& flagKey, Group group) {
+    for (const FindingRow& row : kRows) {
+        if ((row.groups & bitOf(group)) && flagKey == QLatin1String(row.key)) {
+            return &row;
+        }
+    }
+    return nullptr;
 }
 
 QString groupKey(Group group) {
@@ -1078,7 +1102,7 @@ Findings findingsOf(const Profile& profile) {
             const bool problem = (row.problemWhen == ProblemWhen::True && *flag) ||
                                  (row.problemWhen == ProblemWhen::False && !*flag);
             finding.severity = problem ? row.severity : Severity::Fine;
-            finding.value = valueOf(row, data);
+            finding.value = measuredValue(row, data);
             finding.meaning = textOf(*flag ? row.meaningTrue : row.meaningFalse);
             finding.advice = problem ? textOf(row.advice) : QString();
             connectionFails = connectionFails || (problem && row.connectivity);

@@ -7,6 +7,7 @@
 #include "host/report/Findings.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 namespace report {
@@ -53,6 +54,16 @@ struct FindingRow {
 };
 
 std::span<const FindingRow> findingRows();
+// The row of a flag key in a group; null when the table has none.
+const FindingRow* findingRow(const QString& key, Group group);
+
+// What a row's detail keys say was measured, in words, as the finding's value shows it.
+QString measuredValue(const FindingRow& row, const platform::Dictionary& data);
+// The band of a channel number in words: "2.4 GHz" up to channel 14, else "5 GHz".
+QString bandOfChannel(std::int64_t channel);
+// A number for a person: whole numbers without decimals, others with one; nothing for NaN, the
+// infinities and what is no number.
+std::optional<QString> numberText(const platform::Value& value);
 
 // The result dictionary's name of a group: "device", "currentNetwork", "selectedNetwork".
 QString groupKey(Group group);
