@@ -774,7 +774,13 @@ std::optional<double> finiteNumber(const std::optional<Value>& value) {
 }  // namespace
 
 QString bandOfChannel(std::int64_t channel) {
-    return text(channel <= 14 ? QStringLiteral("band.2") : QStringLiteral("band.5"));
+    if (channel >= 1 && channel <= 14) {
+        return text(QStringLiteral("band.2"));
+    }
+    if (channel >= 15 && channel <= 196) {
+        return text(QStringLiteral("band.5"));
+    }
+    return QString();
 }
 
 QString measuredValue(const FindingRow& row, const platform::Dictionary& data) {
@@ -852,7 +858,9 @@ QString measuredValue(const FindingRow& row, const platform::Dictionary& data) {
                 return QString();
             }
             const std::int64_t channel = first->toInt();
-            return text(key(row.valueText), {QString::number(channel), bandOfChannel(channel)});
+            const QString band = bandOfChannel(channel);
+            return band.isEmpty() ? text(QStringLiteral("value.channel"), {QString::number(channel)})
+                                  : text(key(row.valueText), {QString::number(channel), band});
         }
         case ValueForm::Modes: {
             if (!first) {

@@ -59,7 +59,8 @@ const FindingRow* findingRow(const QString& key, Group group);
 
 // What a row's detail keys say was measured, in words, as the finding's value shows it.
 QString measuredValue(const FindingRow& row, const platform::Dictionary& data);
-// The band of a channel number in words: "2.4 GHz" up to channel 14, else "5 GHz".
+// The band of a channel number in words: "2.4 GHz" for channels 1 to 14, "5 GHz" for 15 to 196;
+// empty for any other number.
 QString bandOfChannel(std::int64_t channel);
 // A number for a person: whole numbers without decimals, others with one; nothing for NaN, the
 // infinities and what is no number.

@@ -283,8 +283,10 @@ std::vector<std::pair<QString, QString>> keyNumbers(const platform::Dictionary& 
     QString channel = notMeasured;
     if (const auto c = data.value(QStringLiteral("currentChannel"));
         c && (c->kind() == Value::Kind::Int || c->kind() == Value::Kind::UInt)) {
-        channel = text(QStringLiteral("summary.channelValue"),
-                       {QString::number(c->toInt()), bandOfChannel(c->toInt())});
+        const QString band = bandOfChannel(c->toInt());
+        channel = band.isEmpty()
+                      ? QString::number(c->toInt())
+                      : text(QStringLiteral("summary.channelValue"), {QString::number(c->toInt()), band});
     }
     rows.emplace_back(text(QStringLiteral("summary.channel")), channel);
 
