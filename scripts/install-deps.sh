@@ -8,7 +8,9 @@ packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools libgl-dev libgte
           # private networks in namespaces with a resolver, NAT routers and the ping program
           python3-dbusmock dbus dnsmasq-base nftables iproute2 iputils-ping
           # the NetworkManager readers against Debian's real daemon, run in a namespace (realnm)
-          network-manager)
+          network-manager
+          # the HTML report opened in a real browser: headless, in a network namespace of its own
+          chromium)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -171,7 +171,6 @@ h1{font-size:26px;margin:0 0 4px}
 h2{font-size:20px;margin:30px 0 10px;padding-bottom:4px;border-bottom:1px solid var(--line)}
 h3{font-size:16px;margin:20px 0 8px}
 .sub{color:var(--muted);margin:0}
-bdi{font-weight:600}
 .verdict{border-left:8px solid var(--muted);background:var(--soft);padding:14px 18px;border-radius:4px}
 .verdict h2{border:0;margin:0 0 4px;padding:0;font-size:24px}
 .verdict p{margin:4px 0}
@@ -188,6 +187,7 @@ table{border-collapse:collapse;width:100%;margin:8px 0 4px;font-size:14px}
 th,td{text-align:left;vertical-align:top;padding:6px 8px;border-bottom:1px solid var(--line)}
 thead th{background:var(--soft);font-weight:600;border-bottom:2px solid var(--line)}
 tbody th{font-weight:600;width:24%}
+table.findings th:nth-child(1){width:19%}table.findings th:nth-child(2){width:15%}table.findings th:nth-child(3){width:18%}table.findings th:nth-child(5){width:92px}
 td.num{text-align:right;font-variant-numeric:tabular-nums;white-space:nowrap}
 .link td{width:38%}
 .sev{display:inline-block;padding:1px 8px;border-radius:10px;font-size:12px;font-weight:600;white-space:nowrap;color:#fff}
@@ -219,6 +219,7 @@ svg .band-poor{fill:#f6d5d6}svg .band-fair{fill:#fbe7c6}svg .band-good{fill:#d3e
 svg .band-name{fill:var(--muted);font-size:13px;font-weight:600}
 svg .row-label{fill:var(--ink);font-size:14px;font-weight:600}
 svg .value-label{fill:var(--ink);font-size:13px;font-weight:600}
+svg .on-bar{paint-order:stroke;stroke:#fff;stroke-width:3px}
 svg .signal{fill:var(--joined);stroke:#fff;stroke-width:2}svg .signal.selected{fill:var(--selected)}
 svg .noise{fill:#5b6474}
 svg .snr{stroke:var(--ink);stroke-width:2;stroke-dasharray:2 3}

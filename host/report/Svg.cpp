@@ -257,7 +257,7 @@ ChannelPlot channelPlot(Band band, const std::vector<AccessPoint>& accessPoints,
     }
 
     // The signal grid, every 10 dBm.
-    for (int level = -90; level <= -30; level += 10) {
+    for (int level = -100; level <= -30; level += 10) {
         s += line(kLeft, y(level), kWidth - kRight, y(level), "grid");
         s += textAt(kLeft - 6, y(level) + 4, escapedText(QString::number(level)), "tick", "end");
     }
@@ -281,9 +281,17 @@ ChannelPlot channelPlot(Band band, const std::vector<AccessPoint>& accessPoints,
             ticks.push_back(ch);
         }
     }
-    for (const int ch : ticks) {
+    for (std::size_t i = 0; i < ticks.size(); ++i) {
+        const int ch = ticks[i];
         s += line(x(ch), kPlotBottom, x(ch), kPlotBottom + 4, "axis");
-        s += textAt(x(ch), kPlotBottom + 17, QString::number(ch), "tick", "middle");
+        // 5 GHz names every other 20 MHz channel, or the numbers would run into each other.
+        const bool named = band == Band::GHz2 || ch == 36 || ch == 100 || ch == 149 ||
+                           (ch < 100   ? (ch - 36) % 8 == 0
+                            : ch < 149 ? (ch - 100) % 8 == 0
+                                       : (ch - 149) % 8 == 0);
+        if (named) {
+            s += textAt(x(ch), kPlotBottom + 17, QString::number(ch), "tick", "middle");
+        }
     }
     s += textAt(14, (kTop + kPlotBottom) / 2, t("report.plot.axis.signal"), "axis-title vertical", "middle");
     s += textAt((kLeft + kWidth - kRight) / 2, kHeight - 6, t("report.plot.axis.channel"), "axis-title",
@@ -379,10 +387,9 @@ QString signalPlot(const std::vector<SignalRow>& rows, const QString& id) {
         const bool hasSignal = row.rssi && std::isfinite(*row.rssi);
         const bool hasNoise = row.noise && std::isfinite(*row.noise);
         if (hasSignal && hasNoise) {
-            const double snr = *row.rssi - *row.noise;
             s += line(x(*row.noise), barTop + barHeight / 2, x(*row.rssi), barTop + barHeight / 2, "snr");
-            s += textAt((x(*row.noise) + x(*row.rssi)) / 2, barTop - 4,
-                        t("report.signal.snr", {numberText(snr)}), "snr-label", "middle");
+            s += textAt(kWidth - kRight, top + 15,
+                        t("report.signal.snr", {numberText(*row.rssi - *row.noise)}), "snr-label", "end");
         }
         if (hasNoise) {
             const double nx = x(*row.noise), cy = barTop + barHeight / 2;
@@ -392,11 +399,14 @@ QString signalPlot(const std::vector<SignalRow>& rows, const QString& id) {
                         "middle");
         }
         if (hasSignal) {
+            const double sx = x(*row.rssi);
             s += QStringLiteral("<circle cx=\"%1\" cy=\"%2\" r=\"8\" class=\"%3\"/>")
-                     .arg(c(x(*row.rssi)), c(barTop + barHeight / 2),
+                     .arg(c(sx), c(barTop + barHeight / 2),
                           QLatin1String(row.selected ? "signal selected" : "signal"));
-            s += textAt(x(*row.rssi), barTop + barHeight + 14, escapedText(dBm(*row.rssi)), "value-label",
-                        "middle");
+            // The value beside the dot, on the side with room.
+            const bool roomRight = sx < kWidth - kRight - 90;
+            s += textAt(roomRight ? sx + 13 : sx - 13, barTop + barHeight / 2 + 5,
+                        escapedText(dBm(*row.rssi)), "value-label on-bar", roomRight ? "start" : "end");
         } else {
             s += textAt((x(kFloor) + x(kCeiling)) / 2, barTop + barHeight / 2 + 5,
                         t("report.signal.notMeasured"), "plot-note", "middle");
@@ -419,13 +429,13 @@ std::optional<double> finite(const std::optional<double>& v) {
     return v && std::isfinite(*v) ? v : std::nullopt;
 }
 
-// The smallest of 1, 2 and 5 times a power of ten at or above v.
+// The smallest of 1, 2, 2.5 and 5 times a power of ten at or above v: a fifth of it is a round step.
 double niceCeiling(double v) {
     if (!(v > 0)) {
         return 1.0;
     }
     const double power = std::pow(10.0, std::floor(std::log10(v)));
-    for (const double step : {1.0, 2.0, 5.0, 10.0}) {
+    for (const double step : {1.0, 2.0, 2.5, 5.0, 10.0}) {
         if (step * power >= v) {
             return step * power;
         }
