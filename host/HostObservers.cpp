@@ -16,7 +16,7 @@ HostObservers::HostObservers(EventStream& events) : events_(events) {
         const QString name = QString::fromUtf8(platform::logLevelName(level));
         writeOut(stderr,
                  QStringLiteral("[%1] cat %2: %3\n").arg(name, QString::number(category), message).toUtf8());
-                {
+        {
             std::lock_guard lock(logMutex_);
             log_.push_back(report::LogLine{category, static_cast<int>(level), message});
         }

@@ -25,14 +25,13 @@ class HostObservers {
     HostObservers& operator=(const HostObservers&) = delete;
 
     // Reports backend's requests as well, until this object goes.
-        void observeRequests(std::shared_ptr<platform::RecordingBackend> backend);
+    void observeRequests(std::shared_ptr<platform::RecordingBackend> backend);
     // The diagnostic's log so far, for the run's profile.
     std::vector<report::LogLine> logLines() const;
 
-
   private:
     EventStream& events_;
-        std::shared_ptr<platform::RecordingBackend> backend_;
+    std::shared_ptr<platform::RecordingBackend> backend_;
     mutable std::mutex logMutex_;
     std::vector<report::LogLine> log_;
 };

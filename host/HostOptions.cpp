@@ -51,7 +51,8 @@ bool takesValue(const QString& option) {
     static const QStringList withValue = {
         "--parameters", "--scenario",     "--automation", "--events",         "--timeout",
         "--plugin",     "--backend",      "--ping-wan",   "--ping-wan6",      "--dns-name",
-        "--check-url",  "--check-status", "--check-body", "--nl80211-record", "--nl80211-replay"};
+        "--check-url",  "--check-status", "--check-body", "--nl80211-record", "--nl80211-replay",
+        "--format",     "--report",       "--save",       "--render"};
     if (withValue.contains(option)) {
         return true;
     }
@@ -82,7 +83,8 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
             option = option.left(eq);
         }
         const bool known = option == QLatin1String("--help") || option == QLatin1String("-h") ||
-                           option == QLatin1String("--ui") || takesValue(option) || findShorthand(option);
+                           option == QLatin1String("--ui") || option == QLatin1String("--redact") ||
+                           takesValue(option) || findShorthand(option);
         if (!known) {
             return fail(HostOptionsError::Kind::Usage,
                         QStringLiteral("unknown option %1 (see --help)").arg(arguments[i]));
@@ -103,6 +105,25 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
             options.help = true;
         } else if (option == QLatin1String("--ui")) {
             options.ui = true;
+        } else if (option == QLatin1String("--redact")) {
+            options.redact = true;
+        } else if (option == QLatin1String("--format")) {
+            if (*value == QLatin1String("json")) {
+                options.format = OutputFormat::Json;
+            } else if (*value == QLatin1String("text")) {
+                options.format = OutputFormat::Text;
+            } else {
+                return fail(HostOptionsError::Kind::Usage,
+                            QStringLiteral("--format is json or text, got \"%1\"").arg(*value));
+            }
+        } else if (option == QLatin1String("--report") || option == QLatin1String("--save") ||
+                   option == QLatin1String("--render")) {
+            if (value->isEmpty()) {
+                return fail(HostOptionsError::Kind::Usage, QStringLiteral("%1 needs a file").arg(option));
+            }
+            (option == QLatin1String("--report") ? options.reportPath
+             : option == QLatin1String("--save") ? options.savePath
+                                                 : options.renderPath) = *value;
         } else if (option == QLatin1String("--parameters")) {
             parametersText = value->toUtf8();
         } else if (option == QLatin1String("--scenario")) {
@@ -191,6 +212,23 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
             QStringLiteral("--scenario describes a simulated device; it cannot go with --backend linux"));
     }
     options.backend = options.scenarioPath ? BackendChoice::Sim : backend.value_or(BackendChoice::Auto);
+    if (options.renderPath) {
+        // A saved profile is rendered as it is: nothing runs.
+        for (const auto& [given, name] :
+             {std::pair{options.scenarioPath.has_value(), "--scenario"},
+              std::pair{options.automationPath.has_value(), "--automation"},
+              std::pair{backend.has_value(), "--backend"}, std::pair{options.ui, "--ui"},
+              std::pair{options.nl80211RecordDir.has_value(), "--nl80211-record"},
+              std::pair{options.nl80211ReplayDir.has_value(), "--nl80211-replay"},
+              std::pair{options.savePath.has_value(), "--save"}}) {
+            if (given) {
+                return fail(
+                    HostOptionsError::Kind::Usage,
+                    QStringLiteral("--render shows a saved profile and runs nothing; it cannot go with %1")
+                        .arg(QLatin1String(name)));
+            }
+        }
+    }
     if (options.nl80211RecordDir && options.nl80211ReplayDir) {
         return fail(HostOptionsError::Kind::Usage,
                     QStringLiteral("--nl80211-record and --nl80211-replay cannot go together"));
@@ -240,8 +278,8 @@ QString hostUsage() {
     return QStringLiteral(
                "Usage: wifi-profile [options]\n"
                "\n"
-               "Profiles this machine's Wi-Fi (or a simulated device) and prints the result as JSON:\n"
-               "  {\"statusCode\": N, \"data\": {...}}\n"
+               "Profiles this machine's Wi-Fi (or a simulated device) and prints the result: a summary\n"
+               "for a person at a terminal, else as JSON: {\"statusCode\": N, \"data\": {...}}\n"
                "\n"
                "Parameters:\n"
                "  --parameters JSON          the raw parameters dictionary (default %1)\n"
@@ -271,6 +309,13 @@ QString hostUsage() {
                "  --timeout SECONDS          give up after this long (default 600)\n"
                "  --plugin PATH              the diagnostic plugin (default: the one installed beside)\n"
                "Output:\n"
+               "  --format json|text         stdout gets the result's JSON line, or a summary for a person\n"
+               "                             (default: the summary on a terminal, JSON otherwise)\n"
+               "  --report FILE              write an HTML report of the profile to FILE\n"
+               "  --save FILE                write the whole profile (result, answers, log) as JSON to FILE\n"
+               "  --render FILE              show a saved profile (summary, --report) instead of running\n"
+               "  --redact                   pseudonyms for BSSIDs and other networks' names, no public\n"
+               "                             addresses, in everything written\n"
                "  --events FILE              write observable events as JSON lines to FILE\n"
                "  --help                     show this text\n"
                "\n"

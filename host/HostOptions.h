@@ -16,6 +16,10 @@ namespace host {
 // or the real one when NetworkManager answers and lists a Wi-Fi device.
 enum class BackendChoice { Auto, Linux, Sim };
 
+// What stdout gets: the result's JSON line, or the summary for a person; Auto: the summary on a
+// terminal, JSON elsewhere (scripts and host programs see no change).
+enum class OutputFormat { Auto, Json, Text };
+
 struct HostOptions {
     platform::DictionaryRef parameters;   // the raw parameters dictionary handed to the diagnostic
     std::optional<QString> scenarioPath;  // absent: the built-in scenario
@@ -28,6 +32,11 @@ struct HostOptions {
     std::optional<QString> nl80211RecordDir;
     std::optional<QString> nl80211ReplayDir;
     bool ui = false;
+    OutputFormat format = OutputFormat::Auto;
+    std::optional<QString> reportPath;  // the HTML report
+    std::optional<QString> savePath;    // the whole profile, to render later
+    std::optional<QString> renderPath;  // a saved profile to render instead of a run
+    bool redact = false;                // pseudonyms for BSSIDs and other networks, no public addresses
     double timeoutSeconds = 600.0;
     bool help = false;
 };

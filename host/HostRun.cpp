@@ -9,12 +9,15 @@
 #include "host/HostOutput.h"
 #include "host/ParameterReport.h"
 #include "host/PluginLoader.h"
+#include "host/ProfileOutput.h"
+
 #include "host/QtWorkerThreads.h"
 
 #include "platform/host/HostDiagnostic.h"
 #include "platform/wifi/WiFiBackend.h"
 
 #include <QApplication>
+#include <QSysInfo>
 #include <QTimer>
 
 #include <cstdio>
@@ -32,6 +35,8 @@ constexpr int kScreenWidth = 375;
 constexpr int kScreenHeight = 667;
 // How long the diagnostic's queued and running work may take to drain after the end.
 constexpr std::chrono::milliseconds kDrain{5000};
+// The service's No Scan Results test, whose answer lists the networks around.
+constexpr std::int64_t kNoScanResultsTest = 31;
 // How long past the time limit the host waits for a main thread that does not answer: the drain
 // and a little more.
 constexpr std::chrono::milliseconds kUnresponsiveGrace = kDrain + std::chrono::milliseconds(1000);
@@ -87,6 +92,11 @@ void HostRun::abandon() {
 int HostRun::observedRun() {
     // Whichever way this function is left, the observers go with it.
     HostObservers observers(events_);
+    observers_ = &observers;
+    struct Unobserved {
+        HostObservers*& observers;
+        ~Unobserved() { observers = nullptr; }
+    } unobserved{observers_};
     const int early = prepare(observers);
     if (early >= 0) {
         return early;
@@ -173,6 +183,13 @@ int HostRun::prepare(HostObservers& observers) {
                       {QStringLiteral("scenario"), simulated ? Value::string(scenario.file) : Value::null()},
                       {QStringLiteral("automation"), Value::boolean(automation.has_value())},
                   }));
+
+    simulated_ = simulated;
+    scenarioFile_ = simulated ? scenario.file : QString();
+    printer_.setFormatter([this](const Value& result) {
+        scanForTheReport(result);
+        return profileOutputs(profileOf(result), options_);
+    });
 
     // The device first: the diagnostic finds its platform in place when it loads.
     if (simulated) {
@@ -271,6 +288,53 @@ void HostRun::onAutomationFailure(const QString& place, const QString& why) {
     }
     error(QStringLiteral("automation %1, at %2: %3").arg(player_->file(), place, why));
     conclude();
+}
+
+void HostRun::scanForTheReport(const Value& result) {
+    if ((!options_.reportPath && !options_.savePath) || !backend_) {
+        return;
+    }
+    const auto finished = result.toDictionary()->value(QStringLiteral("finished"));
+    if (finished && !finished->toBool()) {
+        return;  // a run that did not end asks nothing more of a service that may hang
+    }
+    for (const platform::RecordedAnswer& answer : backend_->answers()) {
+        if (answer.testID == kNoScanResultsTest && answer.results) {
+            return;
+        }
+    }
+    const auto age =
+        options_.parameters ? options_.parameters->value(QStringLiteral("maxScanCacheAge")) : std::nullopt;
+    const auto configuration =
+        Dictionary::make({{QStringLiteral("MaxScanCacheAge"),
+                           age && age->isNumber() ? Value::integer(age->toInt()) : Value::integer(60)}});
+    platform::ErrorRef error;
+    backend_->runDiagnosticsTests(
+        {platform::DiagnosticsTestRequest::requestWithTestID(kNoScanResultsTest, configuration)}, &error);
+}
+
+report::Profile HostRun::profileOf(const Value& result) const {
+    report::Profile profile;
+    profile.result = result;
+    if (backend_) {
+        profile.answers = serviceAnswers(backend_->answers());
+    }
+    if (observers_) {
+        profile.log = observers_->logLines();
+    }
+    report::ProfileMetadata& m = profile.metadata;
+    m.backend = simulated_ ? QStringLiteral("sim") : QStringLiteral("linux");
+    m.scenario = scenarioFile_;
+    m.machine = QStringLiteral("%1 (%2 %3)")
+                    .arg(QSysInfo::machineHostName(), QSysInfo::kernelType(), QSysInfo::kernelVersion());
+    m.version = QStringLiteral(WIFIPROFILE_VERSION);
+    m.qtVersion = QString::fromLatin1(qVersion());
+    m.started = started_;
+    m.durationMs = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                         startedClock_)
+                       .count();
+    m.parameters = options_.parameters;
+    return profile;
 }
 
 bool HostRun::prepareNl80211() {

@@ -8,6 +8,7 @@
 #include "host/HostOptions.h"
 #include "host/ResultPrinter.h"
 #include "host/Watchdog.h"
+#include "host/report/Profile.h"
 
 #include "platform/host/Extension.h"
 #include "platform/wifi/RecordingBackend.h"
@@ -15,7 +16,9 @@
 #include "platform/wifi/linux/Nl80211Sources.h"
 #include "platform/wifi/sim/SimBackend.h"
 
+#include <QDateTime>
 #include <atomic>
+
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -68,6 +71,11 @@ class HostRun {
     // Ends the settled run: tears the diagnostic down and leaves the event loop.
     void conclude();
     int drainAndReport(int code);
+    // The run's profile for the result as printed: the service's answers, the log, the metadata.
+    report::Profile profileOf(const platform::Value& result) const;
+    // A report or a saved profile draws the networks around: when the run made no scan of its own
+    // (the list was not shown), one is asked of the service, within the run's scan cache age.
+    void scanForTheReport(const platform::Value& result);
     void error(const QString& message);
 
     HostOptions options_;
@@ -89,6 +97,13 @@ class HostRun {
     std::atomic<int> exitCode_{kUnsettled};
     int programmingErrorsBefore_ =
         0;  // the toolkit's count when this run began  // how the run ends, settled once on the main thread
+
+    // What the run's profile records of it.
+    HostObservers* observers_ = nullptr;  // while the run is observed
+    bool simulated_ = false;
+    QString scenarioFile_;
+    QDateTime started_ = QDateTime::currentDateTimeUtc();
+    std::chrono::steady_clock::time_point startedClock_ = std::chrono::steady_clock::now();
 
     Watchdog watchdog_;  // last, so that it stops before anything it reads goes
 };

@@ -1,6 +1,7 @@
 #include "host/ResultPrinter.h"
 
 #include "host/HostOutput.h"
+#include "host/ProfileOutput.h"
 
 #include "platform/foundation/Json.h"
 
@@ -16,14 +17,14 @@ bool ResultPrinter::print(const platform::HostDiagnosticResult& result, bool fin
     printed_ = true;
     const Value statusCode = result.statusCode().value_or(Value::null());
     const platform::DictionaryRef data = result.data();
-    // The status code leads, as readers of the result expect; the rest follows the JSON rules.
-    QByteArray line = "{\"statusCode\": " + platform::toJson(statusCode) +
-                      ", \"data\": " + (data ? platform::toJson(*data) : QByteArray("null"));
+    auto whole = platform::Dictionary::make(
+        {{QStringLiteral("statusCode"), statusCode},
+         {QStringLiteral("data"), data ? Value::dictionary(data) : Value::null()}});
     if (!finished) {
-        line += ", \"finished\": false";
+        whole->set(QStringLiteral("finished"), Value::boolean(false));
     }
-    line += "}\n";
-    writeOut(stdout, line);
+    const Value resultValue = Value::dictionary(whole);
+    writeOut(stdout, formatter_ ? formatter_(resultValue) : resultJsonLine(resultValue));
     events_.write(QStringLiteral("result"),
                   platform::Dictionary::make({
                       {QStringLiteral("statusCode"), statusCode},
@@ -31,6 +32,11 @@ bool ResultPrinter::print(const platform::HostDiagnosticResult& result, bool fin
                       {QStringLiteral("finished"), Value::boolean(finished)},
                   }));
     return true;
+}
+
+void ResultPrinter::setFormatter(Formatter formatter) {
+    const std::lock_guard lock(mutex_);
+    formatter_ = std::move(formatter);
 }
 
 }  // namespace host

@@ -6,6 +6,9 @@
 
 #include "platform/host/HostDiagnostic.h"
 
+#include <QByteArray>
+
+#include <functional>
 #include <mutex>
 
 namespace host {
@@ -18,11 +21,16 @@ class ResultPrinter {
     // "result" event; answers false, printing nothing, when it was printed before. Any thread: a
     // print under way on another thread is waited for, so a false answer means the line is out.
     bool print(const platform::HostDiagnosticResult& result, bool finished);
+    // What is printed for the result {"statusCode", "data", "finished" when false}: by default its
+    // JSON line; a formatter may print the summary instead, and write files on the way.
+    using Formatter = std::function<QByteArray(const platform::Value& result)>;
+    void setFormatter(Formatter formatter);
 
   private:
     EventStream& events_;
     std::mutex mutex_;
     bool printed_ = false;
+    Formatter formatter_;
 };
 
 }  // namespace host

@@ -4,6 +4,8 @@
 
 #include "host/HostOptions.h"
 #include "host/HostRun.h"
+#include "host/ProfileOutput.h"
+
 #include "platform/ui/Toolkit.h"
 
 #include <QApplication>
@@ -25,6 +27,9 @@ int main(int argc, char** argv) {
     if (options->help) {
         std::fputs(host::hostUsage().toLocal8Bit().constData(), stdout);
         return host::kExitFinished;
+    }
+    if (options->renderPath) {
+        return host::renderSavedProfile(*options);
     }
     if (!options->ui) {
         qputenv("QT_QPA_PLATFORM", "offscreen");  // no display needed, and the screen works the same

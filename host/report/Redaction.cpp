@@ -93,14 +93,27 @@ class Redactor {
         };
         s = replaceEach(s, kIPv4, address);
         s = replaceEach(s, kIPv6, address);
-        // Longer names first, so that a name inside another is not half-replaced.
+        // Longer names first, so that a name inside another is not half-replaced; the kept names
+        // are set aside first, so that a neighbour's name inside the joined one ("Home" in
+        // "Home-5G") stays.
+        std::vector<QString> keptNames(kept_.begin(), kept_.end());
+        std::sort(keptNames.begin(), keptNames.end(),
+                  [](const QString& a, const QString& b) { return a.size() > b.size(); });
+        for (std::size_t i = 0; i < keptNames.size(); ++i) {
+            if (!keptNames[i].isEmpty()) {
+                s.replace(keptNames[i], placeholder(i));
+            }
+        }
         std::vector<std::pair<QString, QString>> byLength(names_.begin(), names_.end());
         std::sort(byLength.begin(), byLength.end(),
                   [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
         for (const auto& [name, pseudonym] : byLength) {
-            if (name.size() >= 3 && !kept_.contains(name)) {
+            if (name.size() >= 3) {
                 s.replace(name, pseudonym);
             }
+        }
+        for (std::size_t i = 0; i < keptNames.size(); ++i) {
+            s.replace(placeholder(i), keptNames[i]);
         }
         return s;
     }
@@ -146,6 +159,9 @@ class Redactor {
     }
 
   private:
+    // A stand-in no text holds: private-use characters around the index.
+    static QString placeholder(std::size_t i) { return QChar(0xE000) + QString::number(i) + QChar(0xE001); }
+
     Value record(const Value& v) {
         if (const auto scan = v.recordAs<platform::WiFiScanResult>()) {
             auto copy = std::make_shared<platform::WiFiScanResult>(*scan);

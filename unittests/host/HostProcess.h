@@ -78,7 +78,8 @@ class HostRunTest : public ::testing::Test {
         // The simulated device unless a test asks for another: a run must not depend on whether
         // the machine running the tests has Wi-Fi.
         const bool choosesBackend = std::any_of(arguments.begin(), arguments.end(), [](const QString& a) {
-            return a.startsWith(QLatin1String("--backend")) || a.startsWith(QLatin1String("--scenario"));
+            return a.startsWith(QLatin1String("--backend")) || a.startsWith(QLatin1String("--scenario")) ||
+                   a.startsWith(QLatin1String("--render"));  // a saved profile: no device at all
         });
         if (!choosesBackend) {
             arguments.prepend(QStringLiteral("--backend=sim"));
