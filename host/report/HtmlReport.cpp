@@ -146,6 +146,13 @@ QString qualityText(double rssi) {
     return QString();
 }
 
+// A network's group of the result, or null when the run wrote nothing into it: the diagnostic
+// always hands over a selected network's group, empty when no network was selected.
+DictionaryRef networkGroup(const Profile& profile, const char* name) {
+    DictionaryRef group = profile.group(QString::fromLatin1(name));
+    return group && !group->empty() ? group : nullptr;
+}
+
 QString networkNameOf(const DictionaryRef& group) {
     if (const auto name = string(group, "networkName")) {
         return *name;
@@ -247,7 +254,7 @@ footer{margin-top:30px;color:var(--muted);font-size:12px}
  h2{break-after:avoid}
  figure,tr,.verdict,dl.meta{break-inside:avoid}
  thead{display:table-header-group}
- details>ol.log{display:block}
+ .legend{break-after:avoid}
  a{color:inherit;text-decoration:none}
 }
 @page{margin:14mm 12mm}
@@ -349,8 +356,8 @@ void verdictSection(Page& p, const Profile& profile, const Findings& findings) {
 }
 
 void linkSection(Page& p, const Profile& profile) {
-    const DictionaryRef joined = profile.group(QStringLiteral("currentNetwork"));
-    const DictionaryRef selected = profile.group(QStringLiteral("selectedNetwork"));
+    const DictionaryRef joined = networkGroup(profile, "currentNetwork");
+    const DictionaryRef selected = networkGroup(profile, "selectedNetwork");
     std::vector<DictionaryRef> columns{joined};
     if (selected) {
         columns.push_back(selected);
@@ -482,8 +489,8 @@ void channelSection(Page& p, const Profile& profile) {
         p.add(QStringLiteral("<p>%1</p></section>").arg(html("report.channels.noScan")));
         return;
     }
-    const DictionaryRef joined = profile.group(QStringLiteral("currentNetwork"));
-    const DictionaryRef selected = profile.group(QStringLiteral("selectedNetwork"));
+    const DictionaryRef joined = networkGroup(profile, "currentNetwork");
+    const DictionaryRef selected = networkGroup(profile, "selectedNetwork");
     const QString joinedName = networkNameOf(joined);
     const QString selectedName = networkNameOf(selected);
     const auto joinedChannel = number(joined, "currentChannel");
@@ -600,7 +607,7 @@ void channelSection(Page& p, const Profile& profile) {
 
 void pingSection(Page& p, const Profile& profile) {
     p.add(QStringLiteral("<section id=\"pings\"><h2>%1</h2>").arg(html("report.ping.heading")));
-    const DictionaryRef joined = profile.group(QStringLiteral("currentNetwork"));
+    const DictionaryRef joined = networkGroup(profile, "currentNetwork");
     struct Source {
         const char* key;
         const char* flag;
@@ -778,7 +785,7 @@ QByteArray profileDataBlock(const Profile& profile) {
 QByteArray htmlReport(const Profile& profile, const Findings& findings) {
     Page p;
     p.out.reserve(64 * 1024);
-    const DictionaryRef joined = profile.group(QStringLiteral("currentNetwork"));
+    const DictionaryRef joined = networkGroup(profile, "currentNetwork");
     const QString network = networkNameOf(joined);
     const QString started = startedText(profile.metadata);
     const QString title = network.isEmpty() ? plain("report.page.title", {started})

@@ -7,12 +7,18 @@
 #include <QByteArray>
 #include <QString>
 
+#include <ostream>
+
 namespace reporttest {
 
 struct GoldenCase {
     const char* name;      // unittests/golden/<name>.result.json
     const char* scenario;  // the scenario file the run read, under the source tree
 };
+
+inline void PrintTo(const GoldenCase& golden, std::ostream* os) {
+    *os << golden.name;
+}
 
 // The four shipped runs whose printed results are golden files.
 inline constexpr GoldenCase kGoldenCases[] = {
