@@ -34,7 +34,7 @@ DiagnosticsTestResults RecordingBackend::runDiagnosticsTests(const std::vector<D
         requests.push_back(
             RecordedRequest{RecordedRequest::Kind::Test, test.testID, copyOf(test.configuration)});
     }
-        // Recorded when the wrapped backend has taken the request in, so that an observer that
+    // Recorded when the wrapped backend has taken the request in, so that an observer that
     // cancels on arrival reaches it.
     ErrorRef answeredError;
     DiagnosticsTestResults results = inner_->runDiagnosticsTests(tests, &answeredError, [&] {

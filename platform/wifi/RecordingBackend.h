@@ -50,7 +50,7 @@ class RecordingBackend final : public WiFiBackend {
 
     const std::shared_ptr<WiFiBackend>& inner() const { return inner_; }
     std::vector<RecordedRequest> requests() const;
-        // The answers to the test requests so far, in the order they came back.
+    // The answers to the test requests so far, in the order they came back.
     std::vector<RecordedAnswer> answers() const;
     // The test IDs requested so far, in order.
     std::vector<std::int64_t> requestedTestIDs() const;
@@ -65,7 +65,7 @@ class RecordingBackend final : public WiFiBackend {
 
     const std::shared_ptr<WiFiBackend> inner_;
     mutable std::mutex mutex_;
-        std::vector<RecordedRequest> requests_;
+    std::vector<RecordedRequest> requests_;
     std::vector<RecordedAnswer> answers_;
     std::size_t cancels_ = 0;
     std::shared_ptr<const std::function<void(const RecordedRequest&)>> observer_;
