@@ -500,7 +500,10 @@ void channelSection(Page& p, const Profile& profile) {
     std::optional<std::size_t> joinedIndex;
     for (const auto& entry : scan) {
         svg::AccessPoint ap;
-        ap.name = entry->ssidString;
+        // A hidden network's entry has no name, or an empty one.
+        if (entry->ssidString && !entry->ssidString->isEmpty()) {
+            ap.name = entry->ssidString;
+        }
         ap.bssid = entry->bssid;
         ap.rssi = entry->rssi;
         ap.channel = entry->channel.value_or(0);

@@ -8,6 +8,7 @@
 #include "host/report/HtmlReport.h"
 #include "host/report/Strings.h"
 #include "host/report/Svg.h"
+#include "platform/wifi/WiFiRecords.h"
 
 #include <QRegularExpression>
 #include <QStringDecoder>
@@ -310,6 +311,43 @@ TEST(HostileReportTest, ANearlyEmptyProfileStillMakesAWholeReport) {
     const QString html = QString::fromUtf8(report);
     EXPECT_TRUE(html.contains(report::escapedText(report::text(QStringLiteral("report.channels.noScan")))));
     EXPECT_TRUE(html.contains(report::escapedText(report::text(QStringLiteral("report.link.none")))));
+}
+
+TEST(ReportContentTest, AnEmptyOrAbsentNameIsAHiddenNetwork) {
+    using platform::Value;
+    report::Profile profile;
+    profile.result = Value::dictionary(platform::Dictionary::make(
+        {{QStringLiteral("statusCode"), Value::integer(0)},
+         {QStringLiteral("data"),
+          Value::dictionary(platform::Dictionary::make(
+              {{QStringLiteral("currentNetwork"),
+                Value::dictionary(platform::Dictionary::make(
+                    {{QStringLiteral("networkName"), Value::string(QStringLiteral("Home"))},
+                     {QStringLiteral("currentChannel"), Value::integer(6)}}))}}))}}));
+    auto scan = std::make_shared<platform::Array>();
+    for (const std::optional<QString>& name : {std::optional<QString>(QString()), std::optional<QString>(),
+                                               std::optional<QString>(QStringLiteral("Home"))}) {
+        auto ap = std::make_shared<platform::WiFiScanResult>();
+        ap->ssidString = name;
+        ap->bssid = QStringLiteral("02:00:00:00:00:0%1").arg(scan->size());
+        ap->rssi = -50 - static_cast<int>(scan->size());
+        ap->channel = 6;
+        scan->push_back(Value::record(ap));
+    }
+    report::ServiceAnswer answer;
+    answer.testID = 31;
+    answer.answer = platform::Dictionary::make(
+        {{QStringLiteral("result"), Value::boolean(false)},
+         {QStringLiteral("didPass"), Value::boolean(true)},
+         {QStringLiteral("info"), Value::dictionary(platform::Dictionary::make(
+                                      {{QStringLiteral("ScanResults"), Value::array(scan)}}))}});
+    profile.answers.push_back(answer);
+    const QString html = QString::fromUtf8(report::htmlReport(profile, report::findingsOf(profile)));
+    const QString hidden =
+        QStringLiteral("<em>%1</em>")
+            .arg(report::escapedText(report::text(QStringLiteral("report.network.hidden"))));
+    EXPECT_EQ(html.count(hidden), 2);
+    EXPECT_EQ(html.count(QLatin1String("class=\"ap ap-joined\"")), 1);
 }
 
 // ---- golden reports ----------------------------------------------------------------------------
