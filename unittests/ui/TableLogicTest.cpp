@@ -141,6 +141,48 @@ TEST(TableLayoutTest, ScrollingToTopMiddleAndBottom) {
               12.0);
 }
 
+TEST(TableLayoutTest, RowsOfTheirOwnHeightsSitOneUnderTheOther) {
+    // Section 0: header 20, rows of 100, none and 60; section 1 evenly spaced as before.
+    const TableLayout layout({{20.0, 10.0, 3}, {30.0, 10.0, 2}}, 44.0, {{100.0, 0.0, 60.0}});
+    EXPECT_EQ(layout.rowY(IndexPath{0, 0}), 20.0);
+    EXPECT_EQ(layout.rowY(IndexPath{0, 1}), 120.0);
+    EXPECT_EQ(layout.rowY(IndexPath{0, 2}), 120.0);
+    EXPECT_EQ(layout.rowHeight(IndexPath{0, 0}), 100.0);
+    EXPECT_EQ(layout.rowHeight(IndexPath{0, 1}), 0.0);
+    EXPECT_EQ(layout.rowHeight(IndexPath{0, 2}), 60.0);
+    EXPECT_EQ(layout.rowHeight(IndexPath{0, 3}), 44.0);  // no such row: the layout's height
+    EXPECT_EQ(layout.footerY(0), 180.0);
+    EXPECT_EQ(layout.rowY(IndexPath{1, 1}), 190.0 + 30.0 + 44.0);
+    EXPECT_EQ(layout.contentHeight(), 190.0 + 30.0 + 88.0 + 10.0);
+    // A row of no height shows nowhere; a band reaches the rows it overlaps.
+    EXPECT_EQ(layout.rowsIntersecting(0.0, 21.0), paths({{0, 0}}));
+    EXPECT_EQ(layout.rowsIntersecting(119.0, 121.0), paths({{0, 0}, {0, 2}}));
+    EXPECT_EQ(layout.rowsIntersecting(120.0, 180.0), paths({{0, 2}}));
+    EXPECT_EQ(layout.rowsIntersecting(170.0, 230.0), paths({{0, 2}, {1, 0}}));
+    EXPECT_EQ(layout.rowAt(119.9), (IndexPath{0, 0}));
+    EXPECT_EQ(layout.rowAt(120.0), (IndexPath{0, 2}));
+    EXPECT_EQ(layout.rowAt(185.0), std::nullopt);  // the footer
+}
+
+TEST(TableLayoutTest, HeightsGivenForSomeRowsLeaveTheOthersAtTheRowHeight) {
+    const TableLayout layout({{0.0, 0.0, 3}}, 44.0, {{80.0}});
+    EXPECT_EQ(layout.rowY(IndexPath{0, 2}), 80.0 + 44.0);
+    EXPECT_EQ(layout.contentHeight(), 80.0 + 88.0);
+}
+
+TEST(TableLayoutTest, ScrollingShowsATallRowWhole) {
+    // Row 1 is 300 high: 110..410.
+    const TableLayout layout({{10.0, 10.0, 20}}, 44.0, {{100.0, 300.0}});
+    const ScrollViewport viewport{400.0, 64.0, 0.0};
+    // Below the seen area: its bottom comes to the viewport's bottom.
+    EXPECT_EQ(
+        contentOffsetShowingRow(layout, IndexPath{0, 1}, TableViewScrollPosition::None, -64.0, viewport),
+        410.0 - 400.0);
+    EXPECT_EQ(
+        contentOffsetShowingRow(layout, IndexPath{0, 1}, TableViewScrollPosition::Middle, -64.0, viewport),
+        260.0 - 64.0 - 168.0);
+}
+
 TEST(BatchUpdatesTest, BatchesNestAndOnlyTheOutermostEndCloses) {
     BatchUpdates batch;
     batch.begin();

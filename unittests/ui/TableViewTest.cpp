@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -88,12 +89,17 @@ class Model : public TableViewDataSource, public TableViewDelegate {
                                                            : nullptr;
     }
     void tableViewDidSelectRowAtIndexPath(TableView*, IndexPath p) override { selections.push_back(p); }
+    double tableViewHeightForRowAtIndexPath(TableView*, IndexPath p) override {
+        const auto height = rowHeights.find(p);
+        return height != rowHeights.end() ? height->second : kTableViewAutomaticDimension;
+    }
 
     QString identifier = QStringLiteral("cell");
     std::vector<std::vector<QString>> texts;
     std::vector<double> headerHeights;
     std::vector<std::unique_ptr<View>> headers;
     std::vector<IndexPath> selections;
+    std::map<IndexPath, double> rowHeights;  // rows not named take the table's height
     int headerQuestions = 0;
     ImageRef check = Image::checkmark();
     ImageRef spacer = Image::imageNamed(QStringLiteral("spacer"), QStringLiteral(":/wifiprofile"));
@@ -417,6 +423,77 @@ TEST_F(TableViewTest, AClickOnARowTapsIt) {
     EXPECT_EQ(model.selections, std::vector<IndexPath>{(IndexPath{1, 0})});
     click(table, QPointF(100, 60));  // a header: no row
     EXPECT_EQ(model.selections.size(), 1u);
+}
+
+TEST_F(TableViewTest, RowsTakeTheHeightsTheDelegateGives) {
+    model.rowHeights[IndexPath{1, 0}] = 120.0;
+    TableView* table = makeTable({{}, {"Tall", "Plain", "Short"}});
+    model.rowHeights[IndexPath{1, 2}] = 30.0;  // asked again on the next reload
+    table->reloadData();
+    std::map<QString, int> heights;
+    for (TableViewCell* cell : table->visibleCells()) {
+        heights[cell->textLabel()->text()] = cell->height();
+    }
+    EXPECT_EQ(heights[QStringLiteral("Tall")], 120);
+    EXPECT_EQ(heights[QStringLiteral("Plain")], 44);
+    EXPECT_EQ(heights[QStringLiteral("Short")], 30);
+    // Row 0 spans 79.66..199.66, row 1 199.66..243.66: a click lands on the row under it.
+    click(table, QPointF(100, 190));
+    click(table, QPointF(100, 210));
+    EXPECT_EQ(model.selections, (std::vector<IndexPath>{IndexPath{1, 0}, IndexPath{1, 1}}));
+}
+
+TEST_F(TableViewTest, ARowHeightThatIsNoSizeIsReportedAndTheRowKeepsTheTablesHeight) {
+    model.rowHeights[IndexPath{1, 0}] = -5.0;
+    TableView* table = makeTable({{}, {"Odd"}});
+    expectedErrors = 1;
+    ASSERT_EQ(table->visibleCells().size(), 1u);
+    EXPECT_EQ(table->visibleCells()[0]->height(), 44);
+}
+
+TEST_F(TableViewTest, ARowShowingADetailIsDescribedWithItAndOthersAsBefore) {
+    TableView* table = makeTable({{}, {"Signal", "Noise"}});
+    // The model fills only the text; the first row's cell is given a detail as a data source would.
+    for (TableViewCell* cell : table->visibleCells()) {
+        if (cell->textLabel()->text() == QStringLiteral("Signal")) {
+            cell->detailTextLabel()->setText(QStringLiteral("-81 dBm"));
+        }
+    }
+    const auto rows = table->describe()
+                          ->value(QStringLiteral("sections"))
+                          ->toArray()
+                          ->at(1)
+                          .toDictionary()
+                          ->value(QStringLiteral("rows"))
+                          ->toArray();
+    ASSERT_EQ(rows->size(), 2u);
+    EXPECT_EQ(json(rows->at(0).toDictionary()),
+              R"({"detail": "-81 dBm", "image": "spacer", "tappable": true, "text": "Signal"})");
+    EXPECT_EQ(json(rows->at(1).toDictionary()), R"({"image": "spacer", "tappable": true, "text": "Noise"})");
+}
+
+TEST_F(TableViewTest, ASubtitleCellLaysItsDetailUnderTheTextOnAsManyLinesAsItTakes) {
+    TableViewCell cell(TableViewCellStyle::Subtitle, QStringLiteral("cell"));
+    cell.textLabel()->setText(QStringLiteral("Signal strength"));
+    EXPECT_EQ(cell.fittingHeight(355.0), 44.0);  // one line fits a row
+    cell.detailTextLabel()->setText(QStringLiteral(
+        "Problem: -81 dBm\nMove closer to the access point, or move it to a more open, central place; walls, "
+        "floors and metal weaken the signal."));
+    const double tall = cell.fittingHeight(355.0);
+    EXPECT_GT(tall, 44.0 + cell.detailTextLabel()->heightOfLines(2));
+    cell.resize(355, static_cast<int>(tall));
+    cell.layoutContent();
+    const QRect text = cell.textLabel()->geometry();
+    const QRect detail = cell.detailTextLabel()->geometry();
+    EXPECT_GE(detail.top(), text.bottom());
+    EXPECT_EQ(detail.left(), text.left());
+    // Every line of the detail is inside the cell, none cut off.
+    EXPECT_GE(detail.height(), cell.detailTextLabel()->heightForWidth(detail.width()));
+    EXPECT_LE(detail.bottom(), cell.height());
+    // The value-one style stays one row high whatever its texts.
+    TableViewCell plain(QStringLiteral("cell"));
+    plain.detailTextLabel()->setText(cell.detailTextLabel()->text());
+    EXPECT_EQ(plain.fittingHeight(355.0), 44.0);
 }
 
 TEST_F(TableViewTest, ContentStartsBelowTheContentInset) {

@@ -5,15 +5,51 @@
 
 namespace platform::ui {
 
-TableLayout::TableLayout(std::vector<SectionHeights> sections, double rowHeight)
+TableLayout::TableLayout(std::vector<SectionHeights> sections, double rowHeight,
+                         std::vector<std::vector<double>> rowHeights)
     : sections_(std::move(sections)), rowHeight_(rowHeight) {
     sectionTop_.reserve(sections_.size());
+    rowTops_.resize(sections_.size());
     double y = 0.0;
-    for (const SectionHeights& s : sections_) {
+    for (std::size_t i = 0; i < sections_.size(); ++i) {
+        SectionHeights& s = sections_[i];
+        s.rows = std::max(0L, s.rows);
         sectionTop_.push_back(y);
-        y += s.header + static_cast<double>(s.rows) * rowHeight_ + s.footer;
+        if (i >= rowHeights.size() || rowHeights[i].empty()) {
+            y += s.header + static_cast<double>(s.rows) * rowHeight_ + s.footer;
+            continue;
+        }
+        std::vector<double>& tops = rowTops_[i];
+        tops.reserve(static_cast<std::size_t>(s.rows) + 1);
+        double top = 0.0;
+        tops.push_back(top);
+        for (std::size_t r = 0; r < static_cast<std::size_t>(s.rows); ++r) {
+            top += r < rowHeights[i].size() ? rowHeights[i][r] : rowHeight_;
+            tops.push_back(top);
+        }
+        y += s.header + top + s.footer;
     }
     contentHeight_ = y;
+}
+
+double TableLayout::rowsHeight(std::size_t section, long row) const {
+    const std::vector<double>& tops = rowTops_[section];
+    if (tops.empty()) {
+        return static_cast<double>(row) * rowHeight_;
+    }
+    return tops[static_cast<std::size_t>(std::clamp(row, 0L, sections_[section].rows))];
+}
+
+double TableLayout::rowHeight(IndexPath indexPath) const {
+    if (!contains(indexPath)) {
+        return rowHeight_;
+    }
+    const std::vector<double>& tops = rowTops_[static_cast<std::size_t>(indexPath.section)];
+    if (tops.empty()) {
+        return rowHeight_;
+    }
+    const auto row = static_cast<std::size_t>(indexPath.row);
+    return tops[row + 1] - tops[row];
 }
 
 long TableLayout::numberOfRowsInSection(long section) const {
@@ -45,9 +81,10 @@ double TableLayout::rowY(IndexPath indexPath) const {
     if (indexPath.section < 0 || indexPath.section >= numberOfSections()) {
         return contentHeight_;
     }
-    const auto& s = sections_[static_cast<std::size_t>(indexPath.section)];
+    const auto index = static_cast<std::size_t>(indexPath.section);
+    const auto& s = sections_[index];
     const long row = std::clamp(indexPath.row, 0L, s.rows);
-    return headerY(indexPath.section) + s.header + static_cast<double>(row) * rowHeight_;
+    return headerY(indexPath.section) + s.header + rowsHeight(index, row);
 }
 
 double TableLayout::footerY(long section) const {
@@ -66,7 +103,7 @@ double TableLayout::footerHeight(long section) const {
 
 std::vector<IndexPath> TableLayout::rowsIntersecting(double top, double bottom) const {
     std::vector<IndexPath> rows;
-    if (!(top < bottom) || rowHeight_ <= 0.0) {
+    if (!(top < bottom)) {
         return rows;
     }
     for (long section = 0; section < numberOfSections(); ++section) {
@@ -75,8 +112,28 @@ std::vector<IndexPath> TableLayout::rowsIntersecting(double top, double bottom) 
             continue;
         }
         const double first = rowY(IndexPath{section, 0});
-        const double end = first + static_cast<double>(count) * rowHeight_;
+        const double end = footerY(section);
         if (end <= top || first >= bottom) {
+            continue;
+        }
+        const std::vector<double>& tops = rowTops_[static_cast<std::size_t>(section)];
+        if (!tops.empty()) {
+            // Rows of their own heights: the first whose end is below the band's top, then on
+            // while they start above its bottom. Rows of no height show nowhere.
+            auto it = std::upper_bound(tops.begin() + 1, tops.end(), top - first);
+            for (; it != tops.end(); ++it) {
+                const auto row = static_cast<long>(it - tops.begin()) - 1;
+                const double y = first + *(it - 1);
+                if (y >= bottom) {
+                    break;
+                }
+                if (*it > *(it - 1)) {
+                    rows.push_back(IndexPath{section, row});
+                }
+            }
+            continue;
+        }
+        if (rowHeight_ <= 0.0) {
             continue;
         }
         // Rows are evenly spaced, so the first and last rows in the band follow by division.
@@ -135,7 +192,7 @@ double contentOffsetShowingRow(const TableLayout& layout, IndexPath indexPath,
         return currentOffset;
     }
     const double rowTop = layout.rowY(indexPath);
-    const double rowBottom = rowTop + layout.rowHeight();
+    const double rowBottom = rowTop + layout.rowHeight(indexPath);
     const double seenHeight = viewport.height - viewport.topInset - viewport.bottomInset;
     const double atTop = rowTop - viewport.topInset;
     const double atBottom = rowBottom - (viewport.height - viewport.bottomInset);

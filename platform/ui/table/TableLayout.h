@@ -23,13 +23,20 @@ struct SectionHeights {
 class TableLayout {
   public:
     TableLayout() = default;
-    TableLayout(std::vector<SectionHeights> sections, double rowHeight);
+    // Rows take rowHeight, except in the sections rowHeights gives heights for (one list per
+    // section, in order; an empty list or none: all rows of rowHeight); a row a list does not
+    // reach takes rowHeight too.
+    TableLayout(std::vector<SectionHeights> sections, double rowHeight,
+                std::vector<std::vector<double>> rowHeights = {});
 
     long numberOfSections() const { return static_cast<long>(sections_.size()); }
     // 0 for a section that does not exist.
     long numberOfRowsInSection(long section) const;
     bool contains(IndexPath indexPath) const;
+    // The height of the rows whose section gives none of their own.
     double rowHeight() const { return rowHeight_; }
+    // The height of a row; the layout's row height for one that does not exist.
+    double rowHeight(IndexPath indexPath) const;
 
     // Positions and heights in content coordinates, exactly as the heights add up (no rounding).
     // Asking for a section or row that does not exist answers the content's end.
@@ -49,8 +56,14 @@ class TableLayout {
     std::optional<IndexPath> rowAt(double y) const;
 
   private:
+    // The rows' height from the section's first row to the top of row (row <= rows).
+    double rowsHeight(std::size_t section, long row) const;
+
     std::vector<SectionHeights> sections_;
     std::vector<double> sectionTop_;
+    // Per section with heights of its own: the tops of its rows from its first row's top, and
+    // the end of its last row (rows + 1 entries); empty for sections of evenly spaced rows.
+    std::vector<std::vector<double>> rowTops_;
     double rowHeight_ = 44.0;
     double contentHeight_ = 0.0;
 };

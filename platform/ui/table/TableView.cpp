@@ -180,10 +180,46 @@ struct TableView::Impl {
         return asked;
     }
 
+    // The delegate's heights for the section's rows; empty when every row takes the table's row
+    // height. A height that is no size is reported and the row keeps the table's height.
+    std::vector<double> askRowHeights(long section, long rows) {
+        std::vector<double> heights;
+        if (!delegate) {
+            return heights;
+        }
+        bool own = false;
+        heights.reserve(static_cast<std::size_t>(std::max(0L, rows)));
+        for (long r = 0; r < rows; ++r) {
+            double asked = delegate->tableViewHeightForRowAtIndexPath(q, IndexPath{section, r});
+            if (asked == kTableViewAutomaticDimension) {
+                asked = kRowHeight;
+            } else if (!std::isfinite(asked) || asked < 0.0) {
+                auto fields = indexPathFields(IndexPath{section, r});
+                fields->set(QStringLiteral("height"), Value::number(asked));
+                reportProgrammingError(
+                    QStringLiteral("the table's delegate gave height %1 for row %2 of section %3; it keeps "
+                                   "the table's row height")
+                        .arg(asked)
+                        .arg(r)
+                        .arg(section),
+                    fields);
+                asked = kRowHeight;
+            } else {
+                own = own || asked != kRowHeight;
+            }
+            heights.push_back(asked);
+        }
+        if (!own) {
+            heights.clear();
+        }
+        return heights;
+    }
+
     // A new layout for the counts, with heights asked afresh; header views are asked again when
     // their header is next in the band.
     void rebuildLayout(const std::vector<long>& counts) {
         std::vector<SectionHeights> sections;
+        std::vector<std::vector<double>> rowHeights;
         for (long s = 0; s < static_cast<long>(counts.size()); ++s) {
             SectionHeights h;
             const double askedHeader =
@@ -193,9 +229,10 @@ struct TableView::Impl {
             h.header = resolveHeight(askedHeader, "header", s);
             h.footer = resolveHeight(askedFooter, "footer", s);
             h.rows = counts[static_cast<std::size_t>(s)];
+            rowHeights.push_back(askRowHeights(s, h.rows));
             sections.push_back(h);
         }
-        layout = TableLayout(std::move(sections), kRowHeight);
+        layout = TableLayout(std::move(sections), kRowHeight, std::move(rowHeights));
         for (const auto& view : headers) {
             if (view) {
                 view->hide();
@@ -240,7 +277,8 @@ struct TableView::Impl {
         const double inset = backgroundInset();
         const double y = layout.rowY(path) - offset;
         const int top = pixel(y);
-        cell->setGeometry(pixel(inset), top, pixel(q->width() - 2.0 * inset), pixel(y + kRowHeight) - top);
+        cell->setGeometry(pixel(inset), top, pixel(q->width() - 2.0 * inset),
+                          pixel(y + layout.rowHeight(path)) - top);
         cell->layoutContent();
         cell->show();
     }
@@ -490,11 +528,16 @@ struct TableView::Impl {
 
     DictionaryRef describeCell(const TableViewCell* cell) const {
         const ImageRef& image = cell->imageView()->image();
-        return Dictionary::make({
+        auto row = Dictionary::make({
             {QStringLiteral("text"), Value::string(cell->textLabel()->text())},
             {QStringLiteral("image"), image ? Value::string(image->name()) : Value::null()},
             {QStringLiteral("tappable"), Value::boolean(cell->isUserInteractionEnabled())},
         });
+        // Only a row that shows a detail says so, so rows without one read as they always have.
+        if (const QString detail = cell->detailTextLabel()->text(); !detail.isEmpty()) {
+            row->set(QStringLiteral("detail"), Value::string(detail));
+        }
+        return row;
     }
 
     Value describeHeader(long section) {
@@ -870,7 +913,7 @@ void TableView::paintEvent(QPaintEvent*) {
         if (path.row + 1 >= layout.numberOfRowsInSection(path.section)) {
             continue;
         }
-        const int y = pixel(layout.rowY(path) + kRowHeight - offset) - 1;
+        const int y = pixel(layout.rowY(path) + layout.rowHeight(path) - offset) - 1;
         painter.drawLine(QPointF(left + kSeparatorInset, y), QPointF(right - (grouped ? 1.0 : 0.0), y));
     }
 }

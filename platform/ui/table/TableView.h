@@ -35,7 +35,7 @@ struct EdgeInsets {
 class TableView : public View {
     Q_OBJECT
   public:
-    // Every row is this tall.
+    // A row is this tall unless the delegate gives it a height of its own.
     static constexpr double kRowHeight = 44.0;
     // What the automatic height gives: in the grouped style a footer (and a header) is a 10-point
     // gap between the rounded section backgrounds; in the plain style headers are 22 points and
@@ -115,8 +115,8 @@ class TableView : public View {
     std::vector<TableViewCell*> visibleCells() const;
 
     // The table as data, every row included: {"sections": [{"header": {"text", "spinner", "height"}
-    // or null, "rows": [{"text", "image", "tappable"}]}], "selectionAllowed", "refreshing",
-    // "hasRefreshControl"}.
+    // or null, "rows": [{"text", "image", "tappable", and "detail" when the row shows one}]}],
+    // "selectionAllowed", "refreshing", "hasRefreshControl"}.
     DictionaryRef describe();
 
   protected:

@@ -12,6 +12,9 @@ namespace {
 
 // The margin at the cell's leading and trailing edges, and the gap after the image.
 constexpr int kMargin = 15;
+// In the subtitle style: the room above the text and below the detail, and the gap between them.
+constexpr int kSubtitlePadding = 11;
+constexpr int kSubtitleGap = 3;
 const QColor kHighlightColour(217, 217, 217);
 
 }  // namespace
@@ -29,6 +32,12 @@ TableViewCell::TableViewCell(TableViewCellStyle style, const QString& reuseIdent
     QPalette detailPalette = detailTextLabel_->palette();
     detailPalette.setColor(QPalette::WindowText, QColor(142, 142, 147));
     detailTextLabel_->setPalette(detailPalette);
+    if (style_ == TableViewCellStyle::Subtitle) {
+        // The detail runs under the text, from the same edge, on as many lines as it takes.
+        detailTextLabel_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+        detailTextLabel_->setNumberOfLines(0);
+        textLabel_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    }
     resize(320, 44);
     layoutContent();
 }
@@ -85,8 +94,7 @@ void TableViewCell::paintEvent(QPaintEvent*) {
     painter.fillRect(rect(), colour);
 }
 
-void TableViewCell::layoutContent() {
-    const int h = height();
+int TableViewCell::textLeft(int h) {
     int x = kMargin;
     const ImageRef& image = imageView_->image();
     if (image) {
@@ -97,6 +105,55 @@ void TableViewCell::layoutContent() {
     } else {
         imageView_->hide();
     }
+    return x;
+}
+
+double TableViewCell::fittingHeight(double width) const {
+    constexpr double kRowHeight = 44.0;
+    if (style_ != TableViewCellStyle::Subtitle) {
+        return kRowHeight;
+    }
+    const ImageRef& image = imageView_->image();
+    const int left = kMargin + (image ? image->size().width() + kMargin : 0);
+    const int w = std::max(1, static_cast<int>(width) - left - kMargin);
+    int h = 2 * kSubtitlePadding + textLabel_->heightForWidth(w);
+    if (!detailTextLabel_->text().isEmpty()) {
+        h += kSubtitleGap + detailTextLabel_->heightForWidth(w);
+    }
+    return std::max(kRowHeight, static_cast<double>(h));
+}
+
+void TableViewCell::layoutSubtitle() {
+    const int h = height();
+    const int right = width() - kMargin;
+    const int x = textLeft(h);
+    const int w = std::max(0, right - x);
+    const int textHeight = textLabel_->heightForWidth(std::max(1, w));
+    const bool detail = !detailTextLabel_->text().isEmpty();
+    const int detailHeight = detail ? detailTextLabel_->heightForWidth(std::max(1, w)) : 0;
+    const int block = textHeight + (detail ? kSubtitleGap + detailHeight : 0);
+    const int top = std::max(0, (h - block) / 2);
+    textLabel_->setGeometry(x, top, w, textHeight);
+    if (imageView_->image()) {
+        // Beside the first line, however many lines the detail takes.
+        const QRect imageFrame = imageView_->geometry();
+        imageView_->move(imageFrame.x(), top + (textHeight - imageFrame.height()) / 2);
+    }
+    if (detail) {
+        detailTextLabel_->setGeometry(x, top + textHeight + kSubtitleGap, w, detailHeight);
+        detailTextLabel_->show();
+    } else {
+        detailTextLabel_->hide();
+    }
+}
+
+void TableViewCell::layoutContent() {
+    if (style_ == TableViewCellStyle::Subtitle) {
+        layoutSubtitle();
+        return;
+    }
+    const int h = height();
+    const int x = textLeft(h);
     const int right = width() - kMargin;
     int textRight = right;
     if (!detailTextLabel_->text().isEmpty()) {

@@ -1,7 +1,8 @@
 #pragma once
 // A table row's cell in the value-one style: an optional image at the leading edge, the main text
-// label beside it and a detail label at the trailing edge. Cells are made by a table for a reuse
-// identifier and reused for other rows once they scroll away.
+// label beside it and a detail label at the trailing edge; in the subtitle style the detail runs
+// under the text on as many lines as it takes (the delegate gives the row the height it needs).
+// Cells are made by a table for a reuse identifier and reused for other rows once they scroll away.
 
 #include "platform/ui/Image.h"
 #include "platform/ui/Label.h"
@@ -47,12 +48,20 @@ class TableViewCell : public View {
     // Places image and labels for the current texts and size; the table calls it once the data
     // source has filled the cell.
     void layoutContent();
+    // The row height the current texts need at the given cell width: a row's 44 points, or more
+    // in the subtitle style when text and detail take more lines.
+    double fittingHeight(double width) const;
 
   protected:
     void resizeEvent(QResizeEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
   private:
+    // Places the image at the leading edge, centred for a row of height h; answers where the
+    // labels start.
+    int textLeft(int h);
+    void layoutSubtitle();
+
     TableViewCellStyle style_;
     QString reuseIdentifier_;
     Label* textLabel_;

@@ -1,6 +1,6 @@
 #pragma once
 // What a table asks of its owner: the data source gives sections, rows and cells; the delegate
-// gives header views and heights and hears of row selection.
+// gives header views, heights and hears of row selection.
 
 #include "platform/ui/table/IndexPath.h"
 
@@ -29,6 +29,11 @@ class TableViewDelegate {
     virtual double tableViewHeightForHeaderInSection(TableView* table, long section) = 0;
     // kTableViewAutomaticDimension for the table's own footer height.
     virtual double tableViewHeightForFooterInSection(TableView* table, long section) = 0;
+    // A row's height; kTableViewAutomaticDimension, as by default, for the table's row height.
+    // Asked for every row whenever the table lays its rows out afresh (a reload, a batch update).
+    virtual double tableViewHeightForRowAtIndexPath(TableView* /*table*/, IndexPath /*indexPath*/) {
+        return kTableViewAutomaticDimension;
+    }
     // A view the delegate keeps (the table shows it but never deletes it), or nullptr for none.
     virtual View* tableViewViewForHeaderInSection(TableView* table, long section) = 0;
     virtual void tableViewDidSelectRowAtIndexPath(TableView* table, IndexPath indexPath) = 0;
