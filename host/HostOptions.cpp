@@ -74,6 +74,7 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
     std::optional<BackendChoice> backend;
     std::optional<QByteArray> parametersText;
     std::vector<std::pair<const Shorthand*, QString>> shorthands;
+    bool timeoutGiven = false;
 
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         QString option = arguments[i];
@@ -201,6 +202,7 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
                         .arg(QString::number(kMaxTimeoutSeconds, 'f', 0), *value));
             }
             options.timeoutSeconds = seconds;
+            timeoutGiven = true;
         } else {
             shorthands.emplace_back(findShorthand(option), value.value_or(QString()));
         }
@@ -220,7 +222,8 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
               std::pair{backend.has_value(), "--backend"}, std::pair{options.ui, "--ui"},
               std::pair{options.nl80211RecordDir.has_value(), "--nl80211-record"},
               std::pair{options.nl80211ReplayDir.has_value(), "--nl80211-replay"},
-              std::pair{options.savePath.has_value(), "--save"}}) {
+              std::pair{parametersText.has_value() || !shorthands.empty(), "--parameters or its shorthands"},
+              std::pair{timeoutGiven, "--timeout"}}) {
             if (given) {
                 return fail(
                     HostOptionsError::Kind::Usage,

@@ -1,6 +1,7 @@
-// wifi-profile: the diagnostics host. Loads the diagnostic plugin, runs it on the simulated device
-// (in a window with --ui, off screen otherwise), prints its result as JSON and exits with a code
-// that says how the run went.
+// wifi-profile: the diagnostics host. Loads the diagnostic plugin, runs it on this machine's Wi-Fi
+// or the simulated device (in a window with --ui, off screen otherwise), prints its result (a
+// summary for a person on a terminal, JSON otherwise), writes the report and the saved profile when
+// asked, and exits with a code that says how the run went; or renders a saved profile.
 
 #include "host/HostOptions.h"
 #include "host/HostRun.h"

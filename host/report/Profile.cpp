@@ -61,6 +61,9 @@ Value answerToValue(const ServiceAnswer& a) {
         entry->set(QStringLiteral("errorCode"), Value::integer(*a.errorCode));
         entry->set(QStringLiteral("errorText"), Value::string(a.errorText));
     }
+    if (a.byHost) {
+        entry->set(QStringLiteral("byHost"), Value::boolean(true));
+    }
     return Value::dictionary(entry);
 }
 
@@ -105,7 +108,7 @@ DictionaryRef Profile::group(const QString& name) const {
 
 const ServiceAnswer* Profile::lastAnswer(std::int64_t testID, bool selected) const {
     for (auto it = answers.rbegin(); it != answers.rend(); ++it) {
-        if (it->testID == testID && it->aboutSelectedNetwork() == selected) {
+        if (it->testID == testID && it->aboutSelectedNetwork() == selected && !it->byHost) {
             return &*it;
         }
     }
@@ -113,27 +116,26 @@ const ServiceAnswer* Profile::lastAnswer(std::int64_t testID, bool selected) con
 }
 
 std::vector<std::shared_ptr<const platform::WiFiScanResult>> Profile::scan() const {
-    for (const std::int64_t testID : {31, 30}) {
-        for (auto it = answers.rbegin(); it != answers.rend(); ++it) {
-            if (it->testID != testID || !it->answer) {
-                continue;
-            }
-            const auto info = it->answer->value(QStringLiteral("info"));
-            if (!info || info->kind() != Value::Kind::Dictionary) {
-                continue;
-            }
-            const auto list = info->toDictionary()->value(QStringLiteral("ScanResults"));
-            if (!list || list->kind() != Value::Kind::Array) {
-                continue;
-            }
-            std::vector<std::shared_ptr<const platform::WiFiScanResult>> scan;
-            for (const Value& entry : *list->toArray()) {
-                if (auto record = entry.recordAs<platform::WiFiScanResult>()) {
-                    scan.push_back(std::move(record));
-                }
-            }
-            return scan;
+    // Test 30's list holds the hidden networks only: no picture of the networks around.
+    for (auto it = answers.rbegin(); it != answers.rend(); ++it) {
+        if (it->testID != 31 || !it->answer) {
+            continue;
         }
+        const auto info = it->answer->value(QStringLiteral("info"));
+        if (!info || info->kind() != Value::Kind::Dictionary) {
+            continue;
+        }
+        const auto list = info->toDictionary()->value(QStringLiteral("ScanResults"));
+        if (!list || list->kind() != Value::Kind::Array) {
+            continue;
+        }
+        std::vector<std::shared_ptr<const platform::WiFiScanResult>> scan;
+        for (const Value& entry : *list->toArray()) {
+            if (auto record = entry.recordAs<platform::WiFiScanResult>()) {
+                scan.push_back(std::move(record));
+            }
+        }
+        return scan;
     }
     return {};
 }
@@ -192,6 +194,15 @@ Profile profileFromJson(const QByteArray& json, const QString& file) {
     }
     Profile profile;
     profile.result = field(root, QStringLiteral("result"), Value::Kind::Dictionary, file, QString());
+    const DictionaryRef result = profile.result.toDictionary();
+    if (const auto code = result->value(QStringLiteral("statusCode"));
+        !code || !(code->isNumber() || code->isNull())) {
+        refuse(file, QStringLiteral("result.statusCode"), QStringLiteral("expected a number or null"));
+    }
+    if (const auto data = result->value(QStringLiteral("data"));
+        !data || !(data->kind() == Value::Kind::Dictionary || data->isNull())) {
+        refuse(file, QStringLiteral("result.data"), QStringLiteral("expected an object or null"));
+    }
 
     const auto answers =
         field(root, QStringLiteral("answers"), Value::Kind::Array, file, QString()).toArray();
@@ -219,6 +230,8 @@ Profile profileFromJson(const QByteArray& json, const QString& file) {
             answer.errorText =
                 field(a, QStringLiteral("errorText"), Value::Kind::String, file, place).toString();
         }
+        const Value byHost = field(a, QStringLiteral("byHost"), Value::Kind::Bool, file, place, true);
+        answer.byHost = byHost.kind() == Value::Kind::Bool && byHost.toBool();
         profile.answers.push_back(std::move(answer));
     }
 

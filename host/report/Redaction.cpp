@@ -38,18 +38,24 @@ bool isPublic(const QHostAddress& address) {
 class Redactor {
   public:
     explicit Redactor(const Profile& profile) {
+        // The networks the profile is about keep their names: the joined and the selected one, by
+        // their results, their saved profiles, the requests that named them and the parameters.
         for (const char* group : {"currentNetwork", "selectedNetwork"}) {
             if (const DictionaryRef g = profile.group(QString::fromLatin1(group))) {
-                if (const auto name = g->value(QStringLiteral("networkName")); name && name->isString()) {
-                    kept_.insert(name->toString());
+                keep(g->value(QStringLiteral("networkName")));
+                if (const auto preferred = g->value(QStringLiteral("preferredNetwork"));
+                    preferred && preferred->kind() == Value::Kind::Dictionary) {
+                    keep(preferred->toDictionary()->value(QStringLiteral("SSID")));
                 }
             }
         }
-        if (profile.metadata.parameters) {
-            if (const auto name = profile.metadata.parameters->value(QStringLiteral("networkName"));
-                name && name->isString()) {
-                kept_.insert(name->toString());
+        for (const ServiceAnswer& answer : profile.answers) {
+            if (answer.configuration) {
+                keep(answer.configuration->value(QStringLiteral("NetworkName")));
             }
+        }
+        if (profile.metadata.parameters) {
+            keep(profile.metadata.parameters->value(QStringLiteral("networkName")));
         }
         // Every network name the scan knows: a log line or an error text may name one too.
         for (const auto& entry : profile.scan()) {
@@ -93,37 +99,18 @@ class Redactor {
         };
         s = replaceEach(s, kIPv4, address);
         s = replaceEach(s, kIPv6, address);
-        // Longer names first, so that a name inside another is not half-replaced; the kept names
-        // are set aside first, so that a neighbour's name inside the joined one ("Home" in
-        // "Home-5G") stays.
-        std::vector<QString> keptNames(kept_.begin(), kept_.end());
-        std::sort(keptNames.begin(), keptNames.end(),
-                  [](const QString& a, const QString& b) { return a.size() > b.size(); });
-        for (std::size_t i = 0; i < keptNames.size(); ++i) {
-            if (!keptNames[i].isEmpty()) {
-                s.replace(keptNames[i], placeholder(i));
-            }
-        }
-        std::vector<std::pair<QString, QString>> byLength(names_.begin(), names_.end());
-        std::sort(byLength.begin(), byLength.end(),
-                  [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
-        for (const auto& [name, pseudonym] : byLength) {
-            if (name.size() >= 3) {
-                s.replace(name, pseudonym);
-            }
-        }
-        for (std::size_t i = 0; i < keptNames.size(); ++i) {
-            s.replace(placeholder(i), keptNames[i]);
-        }
-        return s;
+        return names(s);
     }
 
-    Value value(const Value& v, const QString& key = QString()) {
+    // parent: the key of the dictionary holding v ("SSID" names a network only in a saved
+    // network's profile; in a ping result it is the interface).
+    Value value(const Value& v, const QString& key = QString(), const QString& parent = QString()) {
         switch (v.kind()) {
             case Value::Kind::String: {
                 const QString s = v.toString();
-                if (key == QLatin1String("networkName") || key == QLatin1String("NetworkName") ||
-                    key == QLatin1String("SSID") || key == QLatin1String("ssidString")) {
+                const bool ssid = key == QLatin1String("SSID") && parent == QLatin1String("preferredNetwork");
+                if (key == QLatin1String("networkName") || key == QLatin1String("NetworkName") || ssid ||
+                    key == QLatin1String("ssidString")) {
                     return Value::string(networkName(s));
                 }
                 if (key == QLatin1String("bssid")) {
@@ -139,7 +126,7 @@ class Redactor {
                 return Value::array(out);
             }
             case Value::Kind::Dictionary:
-                return Value::dictionary(dictionary(v.toDictionary()));
+                return Value::dictionary(dictionary(v.toDictionary(), key));
             case Value::Kind::Record:
                 return record(v);
             default:
@@ -147,20 +134,49 @@ class Redactor {
         }
     }
 
-    DictionaryRef dictionary(const DictionaryRef& d) {
+    DictionaryRef dictionary(const DictionaryRef& d, const QString& key = QString()) {
         if (!d) {
             return d;
         }
         auto out = Dictionary::make();
-        for (const auto& [key, v] : d->entries()) {
-            out->set(key, value(v, key));
+        for (const auto& [inner, v] : d->entries()) {
+            out->set(inner, value(v, inner, key));
         }
         return out;
     }
 
   private:
-    // A stand-in no text holds: private-use characters around the index.
-    static QString placeholder(std::size_t i) { return QChar(0xE000) + QString::number(i) + QChar(0xE001); }
+    void keep(const std::optional<Value>& name) {
+        if (name && name->isString() && !name->toString().isEmpty()) {
+            kept_.insert(name->toString());
+        }
+    }
+
+    // Every network name in free text, as a whole (not inside a longer word), in one pass that
+    // tries longer names first: a kept name ("Home-5G") is matched whole, and stays, before a
+    // neighbour's inside it ("Home") could be; a neighbour's holding a kept one ("Home-Guest") is
+    // matched whole and replaced.
+    QString names(const QString& s) {
+        if (names_.empty()) {
+            return s;
+        }
+        std::vector<QString> all(kept_.begin(), kept_.end());
+        for (const auto& [name, pseudonym] : names_) {
+            all.push_back(name);
+        }
+        std::sort(all.begin(), all.end(),
+                  [](const QString& a, const QString& b) { return a.size() > b.size(); });
+        QStringList alternatives;
+        for (const QString& name : all) {
+            alternatives.push_back(QRegularExpression::escape(name));
+        }
+        const QRegularExpression pattern(
+            QStringLiteral("(?<![\\p{L}\\p{N}])(?:%1)(?![\\p{L}\\p{N}])").arg(alternatives.join(u'|')));
+        return replaceEach(s, pattern, [this](const QString& m) {
+            const auto found = names_.find(m);
+            return found != names_.end() && !kept_.contains(m) ? found->second : m;
+        });
+    }
 
     Value record(const Value& v) {
         if (const auto scan = v.recordAs<platform::WiFiScanResult>()) {

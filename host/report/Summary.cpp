@@ -418,7 +418,13 @@ QString summaryText(const Profile& profile, const Findings& findings, const Summ
                 break;
             }
         }
-        network += wrap(text(QStringLiteral("summary.noNetwork"), {why}), QString(), QString());
+        // A long reason (a service's error) keeps to three lines, so the rest still fits.
+        QStringList lines = wrap(text(QStringLiteral("summary.noNetwork"), {why}), QString(), QString());
+        if (lines.size() > 3) {
+            lines = lines.mid(0, 3);
+            lines[2] = lines[2].left(kSummaryMaxColumns - 1) + QChar(0x2026);
+        }
+        network += lines;
     }
 
     QStringList tail;
@@ -468,10 +474,12 @@ QString summaryText(const Profile& profile, const Findings& findings, const Summ
                      .mid(0, budget);
     }
 
-    QStringList all = head + counts + items + notCheckedLines + network + tail;
-    while (all.size() > kSummaryMaxLines) {
-        all.removeLast();
+    // Whatever must give way, the line saying where the report went stays.
+    QStringList body = head + counts + items + notCheckedLines + network;
+    while (body.size() + tail.size() > kSummaryMaxLines && !body.isEmpty()) {
+        body.removeLast();
     }
+    const QStringList all = body + tail;
     QString out;
     for (const QString& line : all) {
         out += line;
