@@ -25,10 +25,11 @@ QString joined(const QStringList& names) {
 }
 
 AutomationAction readAction(const JsonField& field) {
-    static const QStringList kKinds = {
-        QStringLiteral("tap"),           QStringLiteral("wifiPower"),  QStringLiteral("waitMs"),
-        QStringLiteral("snapshot"),      QStringLiteral("tapNetwork"), QStringLiteral("type"),
-        QStringLiteral("pullToRefresh"), QStringLiteral("screenshot"), QStringLiteral("tapRow")};
+    static const QStringList kKinds = {QStringLiteral("tap"),           QStringLiteral("wifiPower"),
+                                       QStringLiteral("waitMs"),        QStringLiteral("snapshot"),
+                                       QStringLiteral("tapNetwork"),    QStringLiteral("type"),
+                                       QStringLiteral("pullToRefresh"), QStringLiteral("screenshot"),
+                                       QStringLiteral("tapRow"),        QStringLiteral("waitForResults")};
     const JsonObjectFields d = field.readObject();
     const QStringList keys = d.keys();
     if (keys.isEmpty()) {
@@ -53,12 +54,14 @@ AutomationAction readAction(const JsonField& field) {
         action.wifiPower = value.readBool();
     } else if (action.kind == QLatin1String("waitMs")) {
         action.waitMs = static_cast<int>(value.readIntInRange(0, kMaxWaitMs));
-    } else if (action.kind == QLatin1String("snapshot") || action.kind == QLatin1String("pullToRefresh")) {
+    } else if (action.kind == QLatin1String("snapshot") || action.kind == QLatin1String("pullToRefresh") ||
+               action.kind == QLatin1String("waitForResults")) {
         if (!value.readBool()) {
             value.fail(QStringLiteral("%1 takes true").arg(quoted(action.kind)));
         }
         action.snapshot = action.kind == QLatin1String("snapshot");
         action.pullToRefresh = action.kind == QLatin1String("pullToRefresh");
+        action.waitForResults = action.kind == QLatin1String("waitForResults");
     } else if (action.kind == QLatin1String("type")) {
         action.type = value.readString();
     } else if (action.kind == QLatin1String("tapNetwork")) {

@@ -1,6 +1,7 @@
 #pragma once
 // The host's automation scripts: user actions (taps, typing, pulls, power switches, waits,
-// snapshots, screenshots) read from a JSON list, or from the "automation" key of a scenario file.
+// snapshots, screenshots, waiting for the results screen) read from a JSON list, or from the
+// "automation" key of a scenario file.
 // Each action keeps its place in the file, so a complaint or a refusal names it.
 
 #include "platform/foundation/JsonFieldReader.h"
@@ -34,6 +35,7 @@ struct AutomationAction {
     std::optional<QString> type;  // typed into the presented alert's text field, one change per character
     bool pullToRefresh = false;
     std::optional<QString> screenshot;  // PNG file to save the screen to
+    bool waitForResults = false;        // waits for the results screen of --ui
     platform::DictionaryRef raw;        // the action as written, for events
 };
 

@@ -51,21 +51,60 @@ void AutomationPlayer::stop() {
     poll_.stop();
 }
 
+void AutomationPlayer::playOn(AutomationScreen* screen, std::function<void()> done) {
+    screen_ = screen;
+    done_ = std::move(done);
+    waitUntilMs_.reset();
+    if (next_ < actions_.size()) {
+        poll_.start();
+        return;
+    }
+    if (const auto finished = std::move(done_)) {
+        finished();
+    }
+}
+
 void AutomationPlayer::step() {
     while (poll_.isActive() && next_ < actions_.size()) {
-        if (controller_->isFinished()) {
+        if (screen_ ? !screen_->isShown() : controller_->isFinished()) {
             break;  // what is left of the script has nothing to act on
         }
-        const bool idle = platform::dispatch::activity().idle();
+        // The host's own screen has no work of its own to wait for.
+        const bool idle = screen_ || platform::dispatch::activity().idle();
         if (!perform(actions_[next_], idle)) {
             return;
         }
         ++next_;
     }
     poll_.stop();
+    if (screen_ && next_ >= actions_.size()) {
+        if (const auto finished = std::move(done_)) {
+            finished();
+        }
+    }
+}
+
+platform::ui::View* AutomationPlayer::screenView() const {
+    return screen_ ? screen_->view() : controller_->view();
+}
+
+std::shared_ptr<platform::ui::AlertController> AutomationPlayer::presentedAlert() const {
+    return screen_ ? screen_->presentedAlert() : controller_->presentedViewController();
+}
+
+QString AutomationPlayer::textForKey(const QString& key) const {
+    return screen_ ? screen_->textForKey(key) : extension_->localizedString(key);
 }
 
 bool AutomationPlayer::perform(const AutomationAction& action, bool idle) {
+    if (action.waitForResults) {
+        // Done once the host shows its screen; a run without one ends first, leaving it unplayed.
+        if (!screen_) {
+            return false;
+        }
+        record(action);
+        return true;
+    }
     if (action.waitMs) {
         // A wait is measured from when it is reached, busy or not.
         if (!waitUntilMs_) {
@@ -111,12 +150,12 @@ bool AutomationPlayer::perform(const AutomationAction& action, bool idle) {
     }
     if (action.snapshot) {
         record(action);
-        const auto alert = controller_->presentedViewController();
+        const auto alert = presentedAlert();
         events_->write(QStringLiteral("snapshot"),
                        Dictionary::make({
                            {QStringLiteral("place"), Value::string(action.place)},
-                           {QStringLiteral("screen"), Value::dictionary(platform::ui::describeScreen(
-                                                          controller_->view(), alert.get()))},
+                           {QStringLiteral("screen"),
+                            Value::dictionary(platform::ui::describeScreen(screenView(), alert.get()))},
                        }));
         return true;
     }
@@ -126,15 +165,20 @@ bool AutomationPlayer::perform(const AutomationAction& action, bool idle) {
 
 bool AutomationPlayer::tap(const AutomationAction& action, bool idle) {
     const QString& key = *action.tap;
-    const QString title = extension_->localizedString(key);
+    const QString title = textForKey(key);
     if (title.isEmpty()) {
-        fail(action, QStringLiteral("\"%1\" is not a key of the diagnostic's strings table").arg(key));
+        if (screen_) {
+            fail(action, QStringLiteral("\"%1\" is not a key of %2 (its keys: %3)")
+                             .arg(key, screen_->name(), screen_->keys().join(QStringLiteral(", "))));
+        } else {
+            fail(action, QStringLiteral("\"%1\" is not a key of the diagnostic's strings table").arg(key));
+        }
         return false;
     }
     const QString what = QStringLiteral("button \"%1\" (key %2)").arg(title, key);
 
     // An alert's button may be tapped as soon as the alert shows, even while work goes on behind it.
-    if (const auto alert = controller_->presentedViewController()) {
+    if (const auto alert = presentedAlert()) {
         const auto& actions = alert->actions();
         for (std::size_t i = 0; i < actions.size(); ++i) {
             if (actions[i]->title() != title) {
@@ -157,7 +201,7 @@ bool AutomationPlayer::tap(const AutomationAction& action, bool idle) {
     if (coveredByAlert(action)) {
         return false;
     }
-    if (const auto* bar = platform::ui::NavigationBar::findIn(controller_->view())) {
+    if (const auto* bar = platform::ui::NavigationBar::findIn(screenView())) {
         const auto item = bar->topItem();
         const auto button = item ? item->rightBarButtonItem() : nullptr;
         if (button && button->title() == title) {
@@ -183,19 +227,19 @@ bool AutomationPlayer::tap(const AutomationAction& action, bool idle) {
 }
 
 bool AutomationPlayer::showsProgress() const {
-    const auto bars =
-        platform::ui::describeScreen(controller_->view(), nullptr)->value(QStringLiteral("progress"));
+    const auto bars = platform::ui::describeScreen(screenView(), nullptr)->value(QStringLiteral("progress"));
     return bars && bars->toArray() && !bars->toArray()->empty();
 }
 
 QString AutomationPlayer::screenText() const {
-    return QString::fromUtf8(platform::toJson(
-        *platform::ui::describeScreen(controller_->view(), controller_->presentedViewController().get())));
+    return QString::fromUtf8(
+        platform::toJson(*platform::ui::describeScreen(screenView(), presentedAlert().get())));
 }
 
 platform::ui::TableView* AutomationPlayer::visibleTable() const {
-    for (auto* table : controller_->view()->findChildren<platform::ui::TableView*>()) {
-        if (table->isVisibleTo(controller_->view())) {
+    QWidget* root = screenView();
+    for (auto* table : root->findChildren<platform::ui::TableView*>()) {
+        if (table->isVisibleTo(root)) {
             return table;
         }
     }
@@ -203,7 +247,7 @@ platform::ui::TableView* AutomationPlayer::visibleTable() const {
 }
 
 bool AutomationPlayer::coveredByAlert(const AutomationAction& action) {
-    if (!controller_->presentedViewController()) {
+    if (!presentedAlert()) {
         return false;
     }
     fail(action, QStringLiteral("an alert covers the screen; answer it first: %1").arg(screenText()));
@@ -241,6 +285,10 @@ std::optional<platform::ui::IndexPath> AutomationPlayer::rowWithText(platform::u
 bool AutomationPlayer::tapNetwork(const AutomationAction& action) {
     constexpr long kNetworksSection = 1;
     if (coveredByAlert(action)) {
+        return false;
+    }
+    if (screen_) {
+        fail(action, QStringLiteral("%1 has no network list: %2").arg(screen_->name(), screenText()));
         return false;
     }
     auto* table = visibleTable();
@@ -286,7 +334,7 @@ bool AutomationPlayer::tapRow(const AutomationAction& action) {
 
 bool AutomationPlayer::type(const AutomationAction& action, bool idle) {
     // Typing goes into the alert as soon as it shows, like a tap on its buttons.
-    const auto alert = controller_->presentedViewController();
+    const auto alert = presentedAlert();
     if (!alert || alert->textFields().empty()) {
         if (idle) {
             fail(action, QStringLiteral("no alert with a text field on the screen: %1").arg(screenText()));
@@ -319,7 +367,7 @@ bool AutomationPlayer::pullToRefresh(const AutomationAction& action) {
 }
 
 bool AutomationPlayer::screenshot(const AutomationAction& action) {
-    QWidget* screen = controller_->view()->window();
+    QWidget* screen = screenView()->window();
     const QImage picture = screen->grab().toImage();
     QImageWriter writer(*action.screenshot, "png");
     if (!writer.write(picture)) {

@@ -1,7 +1,8 @@
 #pragma once
 // Plays an automation script against a running diagnostic, one action at a time, each when the
 // diagnostic is idle (no dispatch work queued, running or waiting on a timer) or, for a tap, as
-// soon as the alert holding the button is shown.
+// soon as the alert holding the button is shown. Once the diagnostic has finished, what is left
+// plays on the host's own screen when there is one (the results screen), at once.
 
 #include "host/EventStream.h"
 
@@ -20,6 +21,23 @@
 
 namespace host {
 
+// A screen of the host's own (the results screen of --ui) that the actions left when the
+// diagnostic finishes play on, as they played on the diagnostic's screens before.
+class AutomationScreen {
+  public:
+    virtual ~AutomationScreen() = default;
+    // What messages call it: "the results screen".
+    virtual QString name() const = 0;
+    // False once it has been closed: nothing more plays on it.
+    virtual bool isShown() const = 0;
+    virtual platform::ui::View* view() = 0;
+    virtual std::shared_ptr<platform::ui::AlertController> presentedAlert() const = 0;
+    // The title of the button or row an automation key names ("CLOSE"); empty for a key the
+    // screen does not know.
+    virtual QString textForKey(const QString& key) const = 0;
+    virtual QStringList keys() const = 0;
+};
+
 class AutomationPlayer : public QObject {
     Q_OBJECT
   public:
@@ -36,6 +54,9 @@ class AutomationPlayer : public QObject {
 
     void start();
     void stop();
+    // Plays the actions left on screen from now on (the diagnostic has finished); done is called
+    // once when none is left, at once when none was. The screen outlives the player's use of it.
+    void playOn(AutomationScreen* screen, std::function<void()> done);
     std::size_t remaining() const { return actions_.size() - next_; }
     // Where the next action to play stands, or empty when all were played.
     QString nextPlace() const { return next_ < actions_.size() ? actions_[next_].place : QString(); }
@@ -51,6 +72,11 @@ class AutomationPlayer : public QObject {
     bool type(const AutomationAction& action, bool idle);
     bool pullToRefresh(const AutomationAction& action);
     bool screenshot(const AutomationAction& action);
+    // The screen the actions act on: the host's own once it is shown, else the diagnostic's.
+    platform::ui::View* screenView() const;
+    std::shared_ptr<platform::ui::AlertController> presentedAlert() const;
+    // The title an automation key names on that screen; empty when it names none.
+    QString textForKey(const QString& key) const;
     // Whether a progress bar is on the screen (the tests are running).
     bool showsProgress() const;
     // The screen as data, for messages.
@@ -76,7 +102,9 @@ class AutomationPlayer : public QObject {
     std::function<void(const QString&, const QString&)> failed_;
     QTimer poll_;
     std::size_t next_ = 0;
-    std::optional<qint64> waitUntilMs_;  // while a waitMs action runs, on the events' clock
+    std::optional<qint64> waitUntilMs_;   // while a waitMs action runs, on the events' clock
+    AutomationScreen* screen_ = nullptr;  // the host's own screen, once the diagnostic has finished
+    std::function<void()> done_;
 };
 
 }  // namespace host

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <mutex>
+#include <optional>
 
 namespace host {
 
@@ -26,10 +27,16 @@ class ResultPrinter {
     using Formatter = std::function<QByteArray(const platform::Value& result)>;
     void setFormatter(Formatter formatter);
 
+    // The result as print() prints it: {"statusCode", "data", and "finished": false unless finished}.
+    static platform::Value resultValue(const platform::HostDiagnosticResult& result, bool finished);
+    // The result as it was printed; absent before it was.
+    std::optional<platform::Value> printed();
+
   private:
     EventStream& events_;
     std::mutex mutex_;
     bool printed_ = false;
+    std::optional<platform::Value> printedResult_;
     Formatter formatter_;
 };
 

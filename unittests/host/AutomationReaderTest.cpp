@@ -67,6 +67,22 @@ TEST(AutomationReader, EveryKindFromAScenario) {
     EXPECT_EQ(a[7].raw->value("screenshot"), Value::string("list.png"));
 }
 
+TEST(AutomationReader, WaitingForTheResultsScreenTakesTrue) {
+    const auto a = actionsOfScenario(R"({"automation": [{"waitForResults": true}, {"tap": "CLOSE"}]})");
+    ASSERT_EQ(a.size(), 2u);
+    EXPECT_EQ(a[0].kind, QStringLiteral("waitForResults"));
+    EXPECT_TRUE(a[0].waitForResults);
+    EXPECT_FALSE(a[0].snapshot || a[0].pullToRefresh);
+    EXPECT_FALSE(a[1].waitForResults);
+    try {
+        actionsOfScenario(R"({"automation": [{"waitForResults": false}]})");
+        ADD_FAILURE() << "false was taken";
+    } catch (const AutomationError& e) {
+        EXPECT_EQ(e.place(), QStringLiteral("automation[0].waitForResults"));
+        EXPECT_EQ(e.why(), QStringLiteral("\"waitForResults\" takes true"));
+    }
+}
+
 TEST(AutomationReader, AnEmptyListIsKept) {
     const Scenario s = parseScenario(R"({"automation": []})", QStringLiteral("test.json"));
     ASSERT_TRUE(s.automation.has_value());
@@ -108,7 +124,7 @@ TEST(AutomationReader, Files) {
     EXPECT_EQ(errorOfFile(write("e.json", R"([{"tap": "YES"}, {"tapp": "NO"}])")),
               "FILE: [1].tapp: unknown action \"tapp\" (actions: tap, wifiPower, waitMs, snapshot, "
               "tapNetwork, type, "
-              "pullToRefresh, screenshot, tapRow)");
+              "pullToRefresh, screenshot, tapRow, waitForResults)");
     EXPECT_EQ(errorOfFile(write("f.json", "[{\"tap\": \"YES\"},\n {\"tap\": \"NO\"")),
               "FILE: line 2, column 14: expected ',' or '}', found the end of the text");
     EXPECT_EQ(errorOfFile(dir.filePath("none.json")), "FILE: cannot be read: No such file or directory");
