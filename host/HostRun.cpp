@@ -269,6 +269,9 @@ void HostRun::onFirstFinish() {
         return;
     }
     printer_.print(controller_->result(), true);
+    if (showResults()) {
+        return;  // the results screen concludes the run when it is closed
+    }
     conclude();
 }
 

@@ -7,6 +7,7 @@
 #include "host/EventStream.h"
 #include "host/HostOptions.h"
 #include "host/ResultPrinter.h"
+#include "host/ResultsScreen.h"
 #include "host/Watchdog.h"
 #include "host/report/Profile.h"
 
@@ -71,6 +72,11 @@ class HostRun {
     // Ends the settled run: tears the diagnostic down and leaves the event loop.
     void conclude();
     int drainAndReport(int code);
+    // --ui, once the result is printed: the results screen, whose closing concludes the run
+    // (HostRunResults.cpp). Answers whether it shows.
+    bool showResults();
+    void onResultsClosed(const QString& by);
+    void onResultsAutomationFailure(const QString& place, const QString& why);
     // The run's profile for the result as printed: the service's answers, the log, the metadata.
     report::Profile profileOf(const platform::Value& result) const;
     // A report or a saved profile draws the networks around: when the run made no scan of its own
@@ -91,6 +97,7 @@ class HostRun {
     std::shared_ptr<platform::HostDiagnosticInputs> inputs_;
     std::shared_ptr<platform::HostDiagnosticViewController> controller_;
     std::unique_ptr<AutomationPlayer> player_;
+    std::unique_ptr<ResultsScreen> results_;  // --ui, after the finish
 
     static constexpr int kUnsettled = -1;
     std::atomic<bool> finishSeen_{false};  // the diagnostic first reported it finished (any thread)
