@@ -187,8 +187,15 @@ int HostRun::prepare(HostObservers& observers) {
     simulated_ = simulated;
     scenarioFile_ = simulated ? scenario.file : QString();
     printer_.setFormatter([this](const Value& result) {
-        scanForTheReport(result);
-        return profileOutputs(profileOf(result), options_);
+        // The result is printed whatever goes wrong on the way to the summary and the files.
+        try {
+            scanForTheReport(result);
+            return profileOutputs(profileOf(result), options_);
+        } catch (const std::exception& e) {
+            error(QStringLiteral("the summary and the files could not be made: %1")
+                      .arg(QString::fromUtf8(e.what())));
+            return resultJsonLine(result);
+        }
     });
 
     // The device first: the diagnostic finds its platform in place when it loads.
@@ -294,12 +301,16 @@ void HostRun::onAutomationFailure(const QString& place, const QString& why) {
 }
 
 void HostRun::scanForTheReport(const Value& result) {
-    if ((!options_.reportPath && !options_.savePath) || !backend_) {
+    // --ui too: the results screen may save a report.
+    if ((!options_.reportPath && !options_.savePath && !options_.ui) || !backend_) {
         return;
     }
     const auto finished = result.toDictionary()->value(QStringLiteral("finished"));
-    if (finished && !finished->toBool()) {
-        return;  // a run that did not end asks nothing more of a service that may hang
+    const auto status = result.toDictionary()->value(QStringLiteral("statusCode"));
+    if ((finished && !finished->toBool()) || !status || !status->isNumber() || status->toInt() != 0) {
+        // A run that did not end asks nothing more of a service that may hang; one that found no
+        // Wi-Fi to profile (no manager, no device, Wi-Fi left off) has no networks to draw.
+        return;
     }
     for (const platform::RecordedAnswer& answer : backend_->answers()) {
         if (answer.testID == kNoScanResultsTest && answer.results) {
@@ -311,6 +322,7 @@ void HostRun::scanForTheReport(const Value& result) {
     const auto configuration =
         Dictionary::make({{QStringLiteral("MaxScanCacheAge"),
                            age && age->isNumber() ? Value::integer(age->toInt()) : Value::integer(60)}});
+    hostScanAnswer_ = backend_->answers().size();
     platform::ErrorRef error;
     backend_->runDiagnosticsTests(
         {platform::DiagnosticsTestRequest::requestWithTestID(kNoScanResultsTest, configuration)}, &error);
@@ -321,6 +333,9 @@ report::Profile HostRun::profileOf(const Value& result) const {
     profile.result = result;
     if (backend_) {
         profile.answers = serviceAnswers(backend_->answers());
+        if (hostScanAnswer_ && *hostScanAnswer_ < profile.answers.size()) {
+            profile.answers[*hostScanAnswer_].byHost = true;
+        }
     }
     if (observers_) {
         profile.log = observers_->logLines();

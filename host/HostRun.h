@@ -108,6 +108,7 @@ class HostRun {
     // What the run's profile records of it.
     HostObservers* observers_ = nullptr;  // while the run is observed
     bool simulated_ = false;
+    std::optional<std::size_t> hostScanAnswer_;  // where scanForTheReport's answer is among the answers
     QString scenarioFile_;
     QDateTime started_ = QDateTime::currentDateTimeUtc();
     std::chrono::steady_clock::time_point startedClock_ = std::chrono::steady_clock::now();

@@ -30,7 +30,7 @@ struct ServiceAnswer {
     // absent}; absent when the service answered an error or no result.
     platform::DictionaryRef answer;
     std::optional<std::int64_t> errorCode;
-        QString errorText;  // the error as the diagnostic logs it: "WiFiDiagnostics error 95: ..."
+    QString errorText;  // the error as the diagnostic logs it: "WiFiDiagnostics error 95: ..."
     // Asked by the host for the report's scan, not by the diagnostic: no finding reads it.
     bool byHost = false;
 
@@ -70,10 +70,10 @@ struct Profile {
     // A group of the result: "device", "currentNetwork" or "selectedNetwork"; null when absent or
     // not a dictionary.
     platform::DictionaryRef group(const QString& name) const;
-        // The networks around: the entries of the last answer of test 31 (No Scan Results) that holds
+    // The networks around: the entries of the last answer of test 31 (No Scan Results) that holds
     // "ScanResults"; empty when the run made no scan.
     std::vector<std::shared_ptr<const platform::WiFiScanResult>> scan() const;
-        // The last answer the diagnostic got to a test ID for the joined network (selected false) or
+    // The last answer the diagnostic got to a test ID for the joined network (selected false) or
     // the selected one.
     const ServiceAnswer* lastAnswer(std::int64_t testID, bool selected) const;
 };

@@ -59,7 +59,8 @@ TEST_F(HostRunTest, ASavedProfileRendersTheSameSummaryLaterWithoutARun) {
 
 TEST_F(HostRunTest, ASavedProfileThatCannotBeReadIsNamed) {
     const QString bad =
-        write(QStringLiteral("bad.json"), R"({"format": "wifi-profile/1", "result": {}, "answers": 3})");
+        write(QStringLiteral("bad.json"),
+              R"({"format": "wifi-profile/1", "result": {"statusCode": 0, "data": null}, "answers": 3})");
     const HostRun r = run({QStringLiteral("--render"), bad});
     EXPECT_EQ(r.exitCode, 3);
     EXPECT_TRUE(r.out.isEmpty());
