@@ -137,6 +137,11 @@ ResultsScreen::ResultsScreen(report::Profile profile, Options options, Closed cl
 
 ResultsScreen::~ResultsScreen() {
     presented_.reset();
+    // The window is being taken down: it is no longer watched (a View half destroyed is no View).
+    if (root_) {
+        root_->removeEventFilter(this);
+    }
+    watchedWindow_ = nullptr;
     if (table_) {
         table_->setDataSource(nullptr);
         table_->setDelegate(nullptr);
@@ -216,6 +221,7 @@ void ResultsScreen::build() {
     root_->setBackgroundWhite();
     root_->setWindowTitle(report::text(QStringLiteral("results.title")));
     root_->installEventFilter(this);
+    watchedWindow_ = root_.data();
 
     bar_ = new ui::NavigationBar(root_);
     bar_->moveCentreBy(kBarDrop);
@@ -259,7 +265,7 @@ void ResultsScreen::close(const QString& by) {
 }
 
 bool ResultsScreen::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == root_ && event->type() == QEvent::Close && isShown()) {
+    if (event->type() == QEvent::Close && watched == watchedWindow_ && isShown()) {
         // The window stays until the run ends, which it now does: Qt would otherwise end the
         // event loop on its own as the last window goes, before the run is concluded. Once closed,
         // the window goes when asked (as the application does when it quits).

@@ -119,6 +119,7 @@ class ResultsScreen : public QObject,
 
     std::vector<Section> sections_;
     QPointer<platform::ui::View> root_;
+    QObject* watchedWindow_ = nullptr;  // root_ as the event filter sees it, compared without a cast
     platform::ui::NavigationBar* bar_ = nullptr;
     std::shared_ptr<platform::ui::NavigationItem> item_;
     platform::ui::TableView* table_ = nullptr;
