@@ -5,6 +5,7 @@
 #include "platform/foundation/DeviceCapability.h"
 #include "platform/ui/Toolkit.h"
 #include "platform/ui/table/TableViewCell.h"
+#include "wifiprofile/chooser/ListSections.h"
 #include "wifiprofile/chooser/WiFiHeaderView.h"
 #include "wifiprofile/chooser/WiFiTableViewCell.h"
 #include "wifiprofile/controller/WiFiProfileViewController.h"
@@ -20,8 +21,6 @@ using platform::ui::TableViewCell;
 
 constexpr double kBarDrop = 20.0;
 constexpr double kStatusBarHeight = 20.0;
-constexpr long kSelectedNetworkSection = 0;
-constexpr long kNetworksSection = 1;
 constexpr double kSelectedNetworkHeaderHeight = 32.66;
 // The smallest positive normal double: a header that takes no visible height (zero would ask the
 // table for its default height instead).

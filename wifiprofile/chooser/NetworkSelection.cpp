@@ -4,6 +4,7 @@
 // update of its own so that its row numbers refer to the list the table holds at that moment.
 #include "platform/foundation/Dispatch.h"
 #include "platform/ui/Toolkit.h"
+#include "wifiprofile/chooser/ListSections.h"
 #include "wifiprofile/controller/WiFiProfileViewController.h"
 #include "wifiprofile/resources/Strings.h"
 
@@ -11,13 +12,7 @@ namespace wifiprofile {
 
 namespace dispatch = platform::dispatch;
 
-namespace {
-
-constexpr long kSelectedNetworkSection = 0;
-constexpr long kNetworksSection = 1;
-constexpr auto kFade = platform::ui::TableViewRowAnimation::Fade;
-
-}  // namespace
+namespace {}  // namespace
 
 void WiFiProfileViewController::reloadSelectedNetwork(bool hadRow) {
     if (!tableView) {

@@ -3,6 +3,7 @@
 // by difference on the main queue). The list processing itself is in ScanListProcessing.
 #include "platform/foundation/Dispatch.h"
 #include "platform/ui/Toolkit.h"
+#include "wifiprofile/chooser/ListSections.h"
 #include "wifiprofile/controller/WiFiProfileViewController.h"
 
 #include <future>
@@ -13,9 +14,6 @@ namespace wifiprofile {
 namespace dispatch = platform::dispatch;
 
 namespace {
-
-constexpr long kNetworksSection = 1;
-constexpr auto kFade = platform::ui::TableViewRowAnimation::Fade;
 
 std::vector<platform::ui::IndexPath> rowsOfNetworksSection(const std::vector<long>& rows) {
     std::vector<platform::ui::IndexPath> paths;

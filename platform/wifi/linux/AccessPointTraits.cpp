@@ -1,5 +1,7 @@
 #include "platform/wifi/linux/AccessPointTraits.h"
 
+#include "platform/wifi/linux/Problem.h"
+
 #include "platform/wifi/linux/Channels.h"
 
 #include <QStringList>
@@ -7,12 +9,6 @@
 namespace platform::linuxwifi {
 
 namespace {
-
-void tell(QString* problem, const QString& text) {
-    if (problem) {
-        *problem = text;
-    }
-}
 
 int hexDigit(QChar c) {
     const char16_t u = c.unicode();

@@ -1,5 +1,7 @@
 #include "platform/wifi/linux/Addresses.h"
 
+#include "platform/wifi/linux/Problem.h"
+
 #include <QRegularExpression>
 
 #include <cstdint>
@@ -7,12 +9,6 @@
 namespace platform::linuxwifi {
 
 namespace {
-
-void tell(QString* problem, const QString& text) {
-    if (problem) {
-        *problem = text;
-    }
-}
 
 bool inPrefix(std::uint32_t address, std::uint32_t network, int prefixLength) {
     const std::uint32_t mask = prefixLength == 0 ? 0 : ~std::uint32_t{0} << (32 - prefixLength);

@@ -19,7 +19,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kMaxTimeout{60'000};
+constexpr milliseconds kMaxDnsTimeout{60'000};
 constexpr qsizetype kMaxNameLength = 253;
 
 // One resolution, shared by the waiting caller and the thread that resolves: whichever leaves last
@@ -63,11 +63,11 @@ void resolve(const std::shared_ptr<Resolution>& resolution) {
 
 ProbeOutcome<QList<QHostAddress>> resolveHost(const QString& hostName, milliseconds timeout,
                                               const CancelToken& cancel) {
-    if (timeout <= milliseconds::zero() || timeout > kMaxTimeout) {
+    if (timeout <= milliseconds::zero() || timeout > kMaxDnsTimeout) {
         return probeError(probecode::kInvalidArgument,
                           QStringLiteral("the resolution timeout of %1 ms is not above 0 and at most %2")
                               .arg(timeout.count())
-                              .arg(describeDuration(kMaxTimeout)));
+                              .arg(describeDuration(kMaxDnsTimeout)));
     }
     // An international name goes to the resolver in its ASCII form.
     const QByteArray name = QUrl::toAce(hostName);

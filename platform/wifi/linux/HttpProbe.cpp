@@ -19,7 +19,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kMaxTimeout{60'000};
+constexpr milliseconds kMaxHttpTimeout{60'000};
 constexpr qsizetype kMaxBody = 64 * 1024;
 
 }  // namespace
@@ -117,12 +117,12 @@ std::shared_ptr<HttpProbe::Exchange> HttpProbe::exchange(const QUrl& url, bool h
                                 .arg(method, url.toString()));
         return nullptr;
     }
-    if (timeout <= milliseconds::zero() || timeout > kMaxTimeout) {
+    if (timeout <= milliseconds::zero() || timeout > kMaxHttpTimeout) {
         *error = probeError(probecode::kInvalidArgument,
                             QStringLiteral("the %1 probe's timeout of %2 ms is not above 0 and at most %3")
                                 .arg(method)
                                 .arg(timeout.count())
-                                .arg(describeDuration(kMaxTimeout)));
+                                .arg(describeDuration(kMaxHttpTimeout)));
         return nullptr;
     }
     QNetworkRequest request(url);

@@ -1,5 +1,7 @@
 #include "platform/wifi/linux/IcmpEcho.h"
 
+#include "platform/wifi/linux/Problem.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -38,11 +40,6 @@ constexpr int kMaxCount = 1000;
 constexpr milliseconds kMaxDuration{60'000};
 constexpr milliseconds kLeastProgramInterval{200};
 constexpr std::size_t kPayloadSize = 56;  // what the ping program sends: 64 bytes with the header
-constexpr const char* kPingGroupRange = "/proc/sys/net/ipv4/ping_group_range";
-
-QString errnoText(int error) {
-    return QString::fromLocal8Bit(std::strerror(error));
-}
 
 // A target address as the socket calls and the ping program take it.
 struct Target {
@@ -167,14 +164,6 @@ ProbeOutcome<Target> checkRequest(const PingRequest& request) {
 // What the datagram sockets of the target's family are called in messages.
 QString echoSocketKind(const Target& target) {
     return target.ipv6 ? QStringLiteral("ICMPv6") : QStringLiteral("ICMP");
-}
-
-QString pingGroupRange() {
-    QFile file(QString::fromLatin1(kPingGroupRange));
-    if (!file.open(QIODevice::ReadOnly)) {
-        return QStringLiteral("unreadable");
-    }
-    return QString::fromLatin1(file.readAll()).simplified();
 }
 
 // The one setting governs the ICMPv6 datagram sockets too.

@@ -16,7 +16,7 @@ namespace platform::linuxwifi {
 
 namespace {
 
-const QString kPropertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
+const QString kDBusPropertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
 const QString kWirelessEnabled = QStringLiteral("WirelessEnabled");
 
 // How often a wait looks at the caller's cancel flag.
@@ -105,7 +105,7 @@ WirelessEnabledWatcher::WirelessEnabledWatcher(QDBusConnection connection, QObje
     moveToThread(context->thread());
     // Only the standard signal: NetworkManager stopped sending its own older PropertiesChanged of
     // the manager interface in 1.32.
-    watching_ = connection_.connect(nm::kService, nm::kManagerPath, kPropertiesInterface,
+    watching_ = connection_.connect(nm::kService, nm::kManagerPath, kDBusPropertiesInterface,
                                     QStringLiteral("PropertiesChanged"), this,
                                     SLOT(onPropertiesChanged(QString, QVariantMap, QStringList)));
 }
@@ -114,7 +114,7 @@ WirelessEnabledWatcher::~WirelessEnabledWatcher() {
     if (!QCoreApplication::instance()) {
         return;  // the bus connections are gone with the application; nothing is left to undo
     }
-    connection_.disconnect(nm::kService, nm::kManagerPath, kPropertiesInterface,
+    connection_.disconnect(nm::kService, nm::kManagerPath, kDBusPropertiesInterface,
                            QStringLiteral("PropertiesChanged"), this,
                            SLOT(onPropertiesChanged(QString, QVariantMap, QStringList)));
 }
@@ -137,7 +137,7 @@ void WirelessEnabledWatcher::deliver(const QVariantMap& changed) {
     const DBusField field(
         DBusValue::fromQt(value.value()),
         DBusPlace{nm::kService, nm::kManagerPath, nm::kManagerInterface, kWirelessEnabled,
-                  QStringLiteral(" (signal %1.PropertiesChanged)").arg(kPropertiesInterface)});
+                  QStringLiteral(" (signal %1.PropertiesChanged)").arg(kDBusPropertiesInterface)});
     bool enabled = false;
     try {
         enabled = field.readBool();

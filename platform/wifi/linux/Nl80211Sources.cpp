@@ -1,5 +1,7 @@
 #include "platform/wifi/linux/Nl80211Sources.h"
 
+#include "platform/wifi/linux/Problem.h"
+
 #include "platform/wifi/linux/NetlinkBuilder.h"
 
 #include <QDir>
@@ -22,10 +24,6 @@ namespace {
 
 constexpr int kInterruptedRetries = 5;
 constexpr qsizetype kReceiveBuffer = 256 * 1024;
-
-QString errnoText(int error) {
-    return QString::fromLocal8Bit(std::strerror(error));
-}
 
 }  // namespace
 

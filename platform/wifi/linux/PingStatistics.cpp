@@ -1,19 +1,11 @@
 #include "platform/wifi/linux/PingStatistics.h"
 
+#include "platform/wifi/linux/Problem.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace platform::linuxwifi {
-
-namespace {
-
-void tell(QString* problem, const QString& text) {
-    if (problem) {
-        *problem = text;
-    }
-}
-
-}  // namespace
 
 std::optional<PingSummary> summarizePings(int sent, const std::vector<double>& roundTripsMs,
                                           QString* problem) {

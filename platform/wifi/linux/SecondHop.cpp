@@ -1,5 +1,7 @@
 #include "platform/wifi/linux/SecondHop.h"
 
+#include "platform/wifi/linux/Problem.h"
+
 #include <QFile>
 
 #include <arpa/inet.h>
@@ -24,19 +26,7 @@ using std::chrono::steady_clock;
 
 constexpr int kProbeTtl = 2;
 constexpr int kProbes = 3;
-constexpr milliseconds kMaxTimeout{60'000};
-
-QString errnoText(int error) {
-    return QString::fromLocal8Bit(std::strerror(error));
-}
-
-QString pingGroupRange() {
-    QFile file(QStringLiteral("/proc/sys/net/ipv4/ping_group_range"));
-    if (!file.open(QIODevice::ReadOnly)) {
-        return QStringLiteral("unreadable");
-    }
-    return QString::fromLatin1(file.readAll()).simplified();
-}
+constexpr milliseconds kMaxHopTimeout{60'000};
 
 // The sequence number of the echo message at the start of data when it is of the given type, else -1.
 int echoSequence(const unsigned char* data, std::size_t size, int type) {
@@ -222,11 +212,11 @@ ProbeOutcome<SecondHopAnswer> findSecondHop(const QHostAddress& target, millisec
                           QStringLiteral("the target \"%1\" of the second-hop probe is not an IPv4 address")
                               .arg(target.toString()));
     }
-    if (timeout <= milliseconds::zero() || timeout > kMaxTimeout) {
+    if (timeout <= milliseconds::zero() || timeout > kMaxHopTimeout) {
         return probeError(probecode::kInvalidArgument,
                           QStringLiteral("the second-hop timeout of %1 ms is not above 0 and at most %2")
                               .arg(timeout.count())
-                              .arg(describeDuration(kMaxTimeout)));
+                              .arg(describeDuration(kMaxHopTimeout)));
     }
     auto made = probeSocket();
     if (!made.ok()) {

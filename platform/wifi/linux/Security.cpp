@@ -1,5 +1,7 @@
 #include "platform/wifi/linux/Security.h"
 
+#include "platform/wifi/linux/Problem.h"
+
 #include <map>
 
 namespace platform::linuxwifi {
@@ -8,12 +10,6 @@ namespace {
 
 QString hex(std::uint32_t value) {
     return QStringLiteral("0x") + QString::number(value, 16);
-}
-
-void tell(QString* problem, const QString& text) {
-    if (problem) {
-        *problem = text;
-    }
 }
 
 bool isOnly(const QStringList& values, const QString& only) {

@@ -14,7 +14,7 @@ namespace platform::sim {
 
 namespace {
 
-QString quoted(const QString& s) {
+QString inQuotes(const QString& s) {
     return QLatin1Char('"') + s + QLatin1Char('"');
 }
 
@@ -39,11 +39,11 @@ Date readIsoDate(const JsonField& value) {
     const QDateTime t = QDateTime::fromString(text, Qt::ISODateWithMs);
     if (!t.isValid()) {
         value.fail(QStringLiteral("expected an ISO 8601 date such as \"2026-11-20T10:00:00Z\", got %1")
-                       .arg(quoted(text)));
+                       .arg(inQuotes(text)));
     }
     if (t.timeSpec() == Qt::LocalTime) {
-        value.fail(
-            QStringLiteral("the date %1 needs a time zone: Z or an offset such as +02:00").arg(quoted(text)));
+        value.fail(QStringLiteral("the date %1 needs a time zone: Z or an offset such as +02:00")
+                       .arg(inQuotes(text)));
     }
     return Date::fromSecondsSince1970(static_cast<double>(t.toMSecsSinceEpoch()) / 1000.0);
 }
@@ -76,7 +76,7 @@ double readTaggedDouble(const JsonField& value) {
             return -std::numeric_limits<double>::infinity();
         }
         value.fail(QStringLiteral("expected a number, \"NaN\", \"Infinity\" or \"-Infinity\", got %1")
-                       .arg(quoted(s)));
+                       .arg(inQuotes(s)));
     }
     value.failExpected(QStringLiteral("a number, \"NaN\", \"Infinity\" or \"-Infinity\""));
 }
@@ -118,14 +118,14 @@ void readRecordFields(const JsonObjectFields& object, const QString& type,
     for (const QString& k : object.keys()) {
         if (k != QLatin1String("$record") && !names.contains(k)) {
             object.failAt(k, QStringLiteral("unknown field %1 of a %2 record (fields: %3)")
-                                 .arg(quoted(k), type, joined(names)));
+                                 .arg(inQuotes(k), type, joined(names)));
         }
     }
     for (const RecordField& f : fields) {
         const std::optional<JsonField> value = object.find(f.name);
         if (!value || (f.optional && value->isNull())) {
             if (!f.optional) {
-                object.fail(QStringLiteral("a %1 record needs the field %2").arg(type, quoted(f.name)));
+                object.fail(QStringLiteral("a %1 record needs the field %2").arg(type, inQuotes(f.name)));
             }
             continue;
         }
@@ -193,7 +193,7 @@ RecordRef readRecord(const JsonObjectFields& object) {
     }
     typeField.fail(QStringLiteral("unknown record type %1 (known types: NetworkProfile, WiFiChannel, "
                                   "WiFiPingResult, WiFiScanResult)")
-                       .arg(quoted(type)));
+                       .arg(inQuotes(type)));
 }
 
 // An object: a dictionary of typed values, or one of the tagged forms. Keys that start with '$'
@@ -208,11 +208,12 @@ Value readTypedObject(const JsonObjectFields& object) {
             continue;
         }
         if (!kTags.contains(k)) {
-            object.failAt(k, QStringLiteral("unknown tag %1 (known tags: %2)").arg(quoted(k), joined(kTags)));
+            object.failAt(k,
+                          QStringLiteral("unknown tag %1 (known tags: %2)").arg(inQuotes(k), joined(kTags)));
         }
         if (!tag.isEmpty()) {
-            object.fail(
-                QStringLiteral("an object has at most one tag, found %1 and %2").arg(quoted(tag), quoted(k)));
+            object.fail(QStringLiteral("an object has at most one tag, found %1 and %2")
+                            .arg(inQuotes(tag), inQuotes(k)));
         }
         tag = k;
     }
@@ -229,9 +230,8 @@ Value readTypedObject(const JsonObjectFields& object) {
     if (keys.size() != 1) {
         for (const QString& k : keys) {
             if (k != tag) {
-                object.failAt(
-                    k,
-                    QStringLiteral("a %1 value takes no other keys, found %2").arg(quoted(tag), quoted(k)));
+                object.failAt(k, QStringLiteral("a %1 value takes no other keys, found %2")
+                                     .arg(inQuotes(tag), inQuotes(k)));
             }
         }
     }
