@@ -84,8 +84,8 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
             option = option.left(eq);
         }
         const bool known = option == QLatin1String("--help") || option == QLatin1String("-h") ||
-                           option == QLatin1String("--ui") || option == QLatin1String("--redact") ||
-                           takesValue(option) || findShorthand(option);
+                           option == QLatin1String("--version") || option == QLatin1String("--ui") ||
+                           option == QLatin1String("--redact") || takesValue(option) || findShorthand(option);
         if (!known) {
             return fail(HostOptionsError::Kind::Usage,
                         QStringLiteral("unknown option %1 (see --help)").arg(arguments[i]));
@@ -104,6 +104,8 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
 
         if (option == QLatin1String("--help") || option == QLatin1String("-h")) {
             options.help = true;
+        } else if (option == QLatin1String("--version")) {
+            options.version = true;
         } else if (option == QLatin1String("--ui")) {
             options.ui = true;
         } else if (option == QLatin1String("--redact")) {
@@ -276,6 +278,10 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
     return options;
 }
 
+QString hostVersion() {
+    return QStringLiteral("wifi-profile " WIFIPROFILE_VERSION "\n");
+}
+
 QString hostUsage() {
     const platform::linuxwifi::ProbeTargets defaults;
     return QStringLiteral(
@@ -320,7 +326,8 @@ QString hostUsage() {
                "  --redact                   pseudonyms for BSSIDs and other networks' names, no public\n"
                "                             addresses, in everything written\n"
                "  --events FILE              write observable events as JSON lines to FILE\n"
-               "  --help                     show this text\n"
+               "  --version                  show the program's version\n"
+               "  -h, --help                 show this text\n"
                "\n"
                "Exit codes: 0 finished; 2 parameters rejected; 3 scenario, automation or nl80211 recording\n"
                "unusable; 4 not finished within the timeout; 5 the real system's Wi-Fi cannot be\n"

@@ -39,7 +39,11 @@ struct HostOptions {
     bool redact = false;                // pseudonyms for BSSIDs and other networks, no public addresses
     double timeoutSeconds = 600.0;
     bool help = false;
+    bool version = false;
 };
+
+// What --version prints: the program's name and version, one line.
+QString hostVersion();
 
 // Why the command line cannot be used. A problem with the parameters themselves (unreadable JSON)
 // is told apart from a misuse of the command line, since they end with different exit codes.

@@ -5,24 +5,29 @@
 #include <QFileInfo>
 #include <QLibrary>
 
-#ifndef HOST_DEFAULT_PLUGIN_NAME
-#error "HOST_DEFAULT_PLUGIN_NAME must name the diagnostic plugin's file"
+#if !defined(HOST_DEFAULT_PLUGIN_NAME) || !defined(HOST_INSTALLED_PLUGIN_DIR) || \
+    !defined(HOST_BUILD_PLUGIN_PATH)
+#error "the build must say the diagnostic plugin's file name and where it is installed and built"
 #endif
 
 namespace host {
 
 QString defaultPluginPath() {
-    const QString beside =
-        QDir(QCoreApplication::applicationDirPath())
-            .absoluteFilePath(QStringLiteral("../lib/") + QStringLiteral(HOST_DEFAULT_PLUGIN_NAME));
-    if (QFileInfo::exists(beside)) {
-        return QDir::cleanPath(beside);
+    const QDir programDir(QCoreApplication::applicationDirPath());
+    const QString name = QStringLiteral(HOST_DEFAULT_PLUGIN_NAME);
+    const QString installed =
+        QDir::cleanPath(programDir.absoluteFilePath(QStringLiteral(HOST_INSTALLED_PLUGIN_DIR "/") + name));
+    const QStringList candidates = {
+        QDir::cleanPath(programDir.absoluteFilePath(QStringLiteral("../lib/") + name)),
+        installed,
+        QStringLiteral(HOST_BUILD_PLUGIN_PATH),
+    };
+    for (const QString& path : candidates) {
+        if (QFileInfo::exists(path)) {
+            return path;
+        }
     }
-#ifdef HOST_DEFAULT_PLUGIN_PATH
-    return QStringLiteral(HOST_DEFAULT_PLUGIN_PATH);
-#else
-    return QDir::cleanPath(beside);
-#endif
+    return installed;  // where an installed program looks: the error names it
 }
 
 platform::DiagnosticExtension* loadDiagnosticPlugin(const QString& path, QString* why) {

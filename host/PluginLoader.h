@@ -7,7 +7,9 @@
 
 namespace host {
 
-// libwifiprofile.so in ../lib beside the executable, else where the build put it.
+// libwifiprofile.so in ../lib beside the executable (a build), else in the installed program's
+// library folder (relative to the executable), else where the build put it (programs of the build
+// other than the host). Where none is found: the installed place, so the error names it.
 QString defaultPluginPath();
 
 // Loads the plugin at path and answers the diagnostic it makes, or sets *why (a whole message

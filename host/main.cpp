@@ -29,6 +29,10 @@ int main(int argc, char** argv) {
         std::fputs(host::hostUsage().toLocal8Bit().constData(), stdout);
         return host::kExitFinished;
     }
+    if (options->version) {
+        std::fputs(host::hostVersion().toLocal8Bit().constData(), stdout);
+        return host::kExitFinished;
+    }
     if (options->renderPath) {
         return host::renderSavedProfile(*options);
     }
