@@ -4,6 +4,7 @@
 #include "host/report/Svg.h"
 #include "platform/foundation/Json.h"
 #include "platform/wifi/WiFiRecords.h"
+#include "platform/wifi/sim/Scenario.h"
 
 #include <algorithm>
 #include <cmath>
@@ -725,7 +726,10 @@ void appendixSection(Page& p, const Profile& profile) {
     };
     item("report.appendix.backend", orUnknown(m.backend));
     if (!m.scenario.isEmpty()) {
-        item("report.appendix.scenario", bdi(m.scenario));
+        // The built-in scenario is named by a text of its own; a file by its path.
+        item("report.appendix.scenario", m.scenario == QLatin1String(platform::sim::kBuiltInScenarioFile)
+                                             ? html("report.appendix.builtInScenario")
+                                             : bdi(m.scenario));
     }
     item("report.appendix.machine", orUnknown(m.machine));
     item("report.appendix.version", orUnknown(m.version));

@@ -1,5 +1,7 @@
 #include "host/report/Strings.h"
 
+#include "platform/foundation/Language.h"
+
 #include <QFile>
 #include <QHash>
 #include <QJsonDocument>
@@ -15,24 +17,28 @@ namespace report {
 
 namespace {
 
-// The table, read once: a flat JSON object of key -> text. A table that cannot be read leaves
-// every lookup to the bracketed key, which the tests catch.
-const QHash<QString, QString>& table() {
-    static const QHash<QString, QString> strings = [] {
-        registerReportStrings();
-        QHash<QString, QString> read;
-        QFile file(QStringLiteral(":/report/strings/en.json"));
-        if (!file.open(QIODevice::ReadOnly)) {
-            return read;
-        }
-        const QJsonObject object = QJsonDocument::fromJson(file.readAll()).object();
-        for (auto it = object.begin(); it != object.end(); ++it) {
-            if (it.value().isString()) {
-                read.insert(it.key(), it.value().toString());
-            }
-        }
+// One language's table as the file has it: a flat JSON object of key -> text. A table that cannot be
+// read is empty.
+QHash<QString, QString> readTable(const QString& language) {
+    registerReportStrings();
+    QHash<QString, QString> read;
+    QFile file(QStringLiteral(":/report/strings/%1.json").arg(language));
+    if (!file.open(QIODevice::ReadOnly)) {
         return read;
-    }();
+    }
+    const QJsonObject object = QJsonDocument::fromJson(file.readAll()).object();
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        if (it.value().isString() && !it.value().toString().isEmpty()) {
+            read.insert(it.key(), it.value().toString());
+        }
+    }
+    return read;
+}
+
+// The table of the language the user reads, read once. A table that cannot be read leaves every
+// lookup to the bracketed key, which the tests catch.
+const QHash<QString, QString>& table() {
+    static const QHash<QString, QString> strings = stringsTable(stringsLanguage());
     return strings;
 }
 
@@ -53,6 +59,40 @@ int highestPlace(const QString& text) {
 }
 
 }  // namespace
+
+QStringList stringsLanguages() {
+    return {QStringLiteral("en"), QStringLiteral("de"), QStringLiteral("es"),
+            QStringLiteral("fr"), QStringLiteral("ja"), QStringLiteral("zh_CN")};
+}
+
+QString stringsLanguage() {
+    static const QString language = [] {
+        QStringList available = stringsLanguages();
+        available.push_back(platform::pseudoLanguage());
+        const QString matched = platform::matchLanguage(platform::requestedLanguages(), available);
+        return matched.isEmpty() ? QStringLiteral("en") : matched;
+    }();
+    return language;
+}
+
+QHash<QString, QString> stringsTable(const QString& language) {
+    QHash<QString, QString> strings = readTable(QStringLiteral("en"));
+    if (language == platform::pseudoLanguage()) {
+        for (auto it = strings.begin(); it != strings.end(); ++it) {
+            *it = platform::pseudoText(*it);
+        }
+    } else if (language != QLatin1String("en")) {
+        const QHash<QString, QString> own = readTable(language);
+        for (auto it = own.begin(); it != own.end(); ++it) {
+            strings.insert(it.key(), it.value());
+        }
+    }
+    return strings;
+}
+
+QHash<QString, QString> ownStringsTable(const QString& language) {
+    return readTable(language);
+}
 
 QString text(const QString& key, const QStringList& args) {
     const auto& strings = table();

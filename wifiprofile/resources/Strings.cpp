@@ -1,18 +1,18 @@
 #include "wifiprofile/resources/Strings.h"
 
 #include "platform/foundation/JsonReader.h"
+#include "platform/foundation/Language.h"
 
 #include <QFile>
-#include <QLocale>
 
 #include <map>
-#include <mutex>
 
 namespace wifiprofile {
 
 namespace {
 
-// Reads :/wifiprofile/strings/<language>.json, a flat object of key to text.
+// Reads :/wifiprofile/strings/<language>.json, a flat object of key to text. A table that cannot be
+// read is empty: its texts come from English.
 std::map<QString, QString> loadTable(const QString& language) {
     std::map<QString, QString> table;
     QFile file(QStringLiteral(":/wifiprofile/strings/%1.json").arg(language));
@@ -23,27 +23,60 @@ std::map<QString, QString> loadTable(const QString& language) {
         const platform::DictionaryRef d = platform::parseJson(file.readAll()).toDictionary();
         if (d) {
             for (const auto& [key, value] : d->entries()) {
-                table[key] = value.toString();
+                if (value.isString() && !value.toString().isEmpty()) {
+                    table[key] = value.toString();
+                }
             }
         }
     } catch (const std::exception&) {
-        table.clear();  // a broken table reads as empty: every text falls back to the empty string
+        table.clear();
+    }
+    return table;
+}
+
+// The user's table with English under it: a key the language lacks reads in English; the
+// pseudo-language reads every English text in its form.
+std::map<QString, QString> tableFor(const QString& language) {
+    std::map<QString, QString> table = loadTable(QStringLiteral("en"));
+    if (language == platform::pseudoLanguage()) {
+        for (auto& [key, text] : table) {
+            text = platform::pseudoText(text);
+        }
+    } else if (!language.isEmpty() && language != QLatin1String("en")) {
+        for (auto& [key, text] : loadTable(language)) {
+            table[key] = text;
+        }
     }
     return table;
 }
 
 const std::map<QString, QString>& table() {
-    static const std::map<QString, QString> strings = [] {
-        auto t = loadTable(QLocale().name().section(u'_', 0, 0));
-        return t.empty() ? loadTable(QStringLiteral("en")) : t;
-    }();
+    static const std::map<QString, QString> strings = tableFor(stringsLanguage());
     return strings;
 }
 
 }  // namespace
 
+QStringList stringsLanguages() {
+    return {QStringLiteral("en"), QStringLiteral("de"), QStringLiteral("es"),
+            QStringLiteral("fr"), QStringLiteral("ja"), QStringLiteral("zh_CN")};
+}
+
+QString stringsLanguage() {
+    QStringList available = stringsLanguages();
+    available.push_back(platform::pseudoLanguage());
+    const QString language = platform::matchLanguage(platform::requestedLanguages(), available);
+    return language.isEmpty() ? QStringLiteral("en") : language;
+}
+
 QString localizedString(const QString& key) {
     const auto& t = table();
+    const auto it = t.find(key);
+    return it == t.end() ? QString() : it->second;
+}
+
+QString localizedString(const QString& key, const QString& language) {
+    const auto t = tableFor(language);
     const auto it = t.find(key);
     return it == t.end() ? QString() : it->second;
 }
