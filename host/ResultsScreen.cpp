@@ -315,6 +315,7 @@ long ResultsScreen::tableViewNumberOfRowsInSection(ui::TableView* /*table*/, lon
 
 void ResultsScreen::fillCell(ui::TableViewCell* cell, const Row& row) const {
     ui::Label* text = cell->textLabel();
+    text->setNumberOfLines(0);  // a long title (a long language) wraps rather than being cut off
     text->setSystemFontSize(row.kind == Row::Kind::Verdict ? kVerdictFontSize : kTextFontSize);
     QFont font = text->font();
     font.setBold(row.kind == Row::Kind::Verdict);

@@ -255,6 +255,9 @@ void AlertController::buildOverlay() {
         row->addWidget(button);
         buttons_.push_back(button);
     }
+    // The panel is as tall as its wrapped texts need at its width: the overlay's layout would
+    // otherwise size it from the texts' unwrapped hint and clip a long message.
+    panel->setFixedHeight(panel->heightForWidth(panel->width()));
 }
 
 void AlertController::refreshOverlay() {

@@ -7,6 +7,11 @@
 #include "platform/ui/ViewHelpers.h"
 #include "platform/ui/table/TableView.h"
 
+#include <QAbstractButton>
+#include <QFontMetrics>
+
+#include <climits>
+
 namespace platform::ui {
 
 namespace {
@@ -49,7 +54,37 @@ TableView* visibleTable(QWidget* root) {
     return nullptr;
 }
 
+// Whether text, in w's font, needs more room than w's frame gives it (wrapping at its width when it
+// wraps): the toolkit clips what does not fit, so a longer translation would lose its end.
+bool textOverflows(const QWidget* w, const QString& text, bool wraps) {
+    const QRect frame = w->contentsRect();
+    const QRect needed = QFontMetrics(w->font()).boundingRect(
+        QRect(0, 0, wraps ? frame.width() : INT_MAX / 2, INT_MAX / 2), wraps ? Qt::TextWordWrap : 0, text);
+    return needed.width() > frame.width() + 1 || needed.height() > frame.height() + 1;
+}
+
 }  // namespace
+
+QStringList overflowingTexts(QWidget* root) {
+    QStringList texts;
+    if (!root) {
+        return texts;
+    }
+    for (const QLabel* label : root->findChildren<QLabel*>()) {
+        if (label->isVisibleTo(root) && !label->text().isEmpty() && label->width() > 0 &&
+            textOverflows(label, label->text(), label->wordWrap())) {
+            texts.push_back(label->text());
+        }
+    }
+    for (const QAbstractButton* button : root->findChildren<QAbstractButton*>()) {
+        // A button's frame has its own margins; the text needs at least its width inside them.
+        if (button->isVisibleTo(root) && !button->text().isEmpty() && button->width() > 0 &&
+            QFontMetrics(button->font()).horizontalAdvance(button->text()) > button->width()) {
+            texts.push_back(button->text());
+        }
+    }
+    return texts;
+}
 
 DictionaryRef describeScreen(QWidget* root, const AlertController* presentedAlert) {
     auto screen = Dictionary::make();
@@ -92,6 +127,14 @@ DictionaryRef describeScreen(QWidget* root, const AlertController* presentedAler
     screen->set(QStringLiteral("progress"), Value::array(progress));
     if (TableView* table = visibleTable(root)) {
         screen->set(QStringLiteral("table"), Value::dictionary(table->describe()));
+    }
+    // Only when there are any, so that a snapshot of a screen whose texts all fit stays as it was.
+    if (const QStringList clipped = overflowingTexts(root); !clipped.isEmpty()) {
+        auto overflowing = makeArray();
+        for (const QString& text : clipped) {
+            overflowing->push_back(Value::string(text));
+        }
+        screen->set(QStringLiteral("overflowing"), Value::array(overflowing));
     }
     return screen;
 }
