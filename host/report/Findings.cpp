@@ -4,6 +4,7 @@
 #include "host/report/Strings.h"
 
 #include <cmath>
+#include <map>
 #include <optional>
 
 namespace report {
@@ -771,6 +772,23 @@ std::optional<double> finiteNumber(const std::optional<Value>& value) {
     return std::isfinite(d) ? std::optional<double>(d) : std::nullopt;
 }
 
+// An addressing method as the system names it (NetworkManager's "manual", "auto", "link-local",
+// ...; a service's "Manual"), in the reader's language; a method of another name stays as it is.
+QString addressingMethodText(const QString& method) {
+    static const std::map<QString, const char*> kMethods = {
+        {QStringLiteral("manual"), "value.method.manual"},
+        {QStringLiteral("auto"), "value.method.automatic"},
+        {QStringLiteral("automatic"), "value.method.automatic"},
+        {QStringLiteral("dhcp"), "value.method.dhcp"},
+        {QStringLiteral("link-local"), "value.method.linkLocal"},
+        {QStringLiteral("shared"), "value.method.shared"},
+        {QStringLiteral("disabled"), "value.method.disabled"},
+        {QStringLiteral("ignore"), "value.method.ignore"},
+    };
+    const auto found = kMethods.find(method.toLower());
+    return found == kMethods.end() ? method : text(QString::fromLatin1(found->second));
+}
+
 }  // namespace
 
 QString bandOfChannel(std::int64_t channel) {
@@ -796,6 +814,9 @@ QString measuredValue(const FindingRow& row, const platform::Dictionary& data) {
             return QString();
         case ValueForm::Text: {
             const auto t = first ? plainText(*first) : std::nullopt;
+            if (t && QString::fromLatin1(row.details[0]).endsWith(QLatin1String("ConfigMethod"))) {
+                return wrap(addressingMethodText(*t));
+            }
             return t ? wrap(*t) : QString();
         }
         case ValueForm::Number: {

@@ -345,6 +345,7 @@ TEST_F(ToolkitTest, NavigationBarFollowsItsItemAndRightButton) {
 TEST_F(ToolkitTest, DescribeScreenListsVisibleLabelsProgressAndThePresentedAlert) {
     auto* shown = new Label(root.get());
     shown->setText(QStringLiteral("Running tests"));
+    shown->resize(300, 40);
     auto* hidden = new Label(root.get());
     hidden->setText(QStringLiteral("not on screen"));
     hidden->hide();
@@ -353,6 +354,7 @@ TEST_F(ToolkitTest, DescribeScreenListsVisibleLabelsProgressAndThePresentedAlert
     auto* nested = new View(root.get());
     auto* inner = new Label(nested);
     inner->setText(QStringLiteral("inside a container"));
+    inner->resize(300, 40);
 
     auto alert = AlertController::alertControllerWithTitle(QStringLiteral("Note"), QStringLiteral("Hello"));
     alert->addAction(
@@ -366,6 +368,31 @@ TEST_F(ToolkitTest, DescribeScreenListsVisibleLabelsProgressAndThePresentedAlert
         R"({"alert": {"buttons": [{"enabled": true, "style": "cancel", "title": "OK"}], "message": "Hello", )"
         R"("title": "Note"}, "labels": ["Running tests", "inside a container"], "progress": [0.1]})");
     EXPECT_EQ(json(describeScreen(nullptr, nullptr)), "{}");
+}
+
+TEST_F(ToolkitTest, DescribeScreenNamesTheTextsThatDoNotFitTheirFrames) {
+    auto* fits = new Label(root.get());
+    fits->setText(QStringLiteral("Next"));
+    fits->resize(200, 40);
+    auto* tooNarrow = new Label(root.get());
+    tooNarrow->setText(QStringLiteral("A title far too long for its frame"));
+    tooNarrow->resize(60, 40);
+    auto* wraps = new Label(root.get());
+    wraps->setNumberOfLines(0);
+    wraps->setText(QStringLiteral("A message that wraps onto as many lines as it needs"));
+    wraps->resize(120, wraps->heightForWidth(120));
+    auto* cutOff = new Label(root.get());
+    cutOff->setNumberOfLines(0);
+    cutOff->setText(QStringLiteral("A message that wraps but whose frame is one line high"));
+    cutOff->resize(120, QFontMetrics(cutOff->font()).height());
+    EXPECT_EQ(overflowingTexts(root.get()),
+              (QStringList{QStringLiteral("A title far too long for its frame"),
+                           QStringLiteral("A message that wraps but whose frame is one line high")}));
+    const auto overflowing = describeScreen(root.get(), nullptr)->value(QStringLiteral("overflowing"));
+    ASSERT_TRUE(overflowing.has_value());
+    EXPECT_EQ(
+        platform::toJson(*overflowing).toStdString(),
+        R"(["A title far too long for its frame", "A message that wraps but whose frame is one line high"])");
 }
 
 TEST_F(ToolkitTest, ProgressIsKeptBetweenZeroAndOne) {
