@@ -124,9 +124,13 @@ bool AutomationPlayer::perform(const AutomationAction& action, bool idle) {
     if (action.type) {
         return type(action, idle);
     }
-    // The progress screen lasts as long as the tests run, so it is pictured as soon as it shows.
+    // The progress screen lasts as long as the tests run, so it is pictured and described as soon
+    // as it shows.
     if (action.screenshot && !idle && showsProgress()) {
         return screenshot(action);
+    }
+    if (action.snapshot && !idle && showsProgress()) {
+        return snapshot(action);
     }
     if (!idle) {
         return false;
@@ -149,18 +153,22 @@ bool AutomationPlayer::perform(const AutomationAction& action, bool idle) {
         return true;
     }
     if (action.snapshot) {
-        record(action);
-        const auto alert = presentedAlert();
-        events_->write(QStringLiteral("snapshot"),
-                       Dictionary::make({
-                           {QStringLiteral("place"), Value::string(action.place)},
-                           {QStringLiteral("screen"),
-                            Value::dictionary(platform::ui::describeScreen(screenView(), alert.get()))},
-                       }));
-        return true;
+        return snapshot(action);
     }
     fail(action, QStringLiteral("action \"%1\" is not supported yet").arg(writtenKind(action)));
     return false;
+}
+
+bool AutomationPlayer::snapshot(const AutomationAction& action) {
+    record(action);
+    const auto alert = presentedAlert();
+    events_->write(QStringLiteral("snapshot"),
+                   Dictionary::make({
+                       {QStringLiteral("place"), Value::string(action.place)},
+                       {QStringLiteral("screen"),
+                        Value::dictionary(platform::ui::describeScreen(screenView(), alert.get()))},
+                   }));
+    return true;
 }
 
 bool AutomationPlayer::tap(const AutomationAction& action, bool idle) {

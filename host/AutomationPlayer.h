@@ -72,6 +72,8 @@ class AutomationPlayer : public QObject {
     bool type(const AutomationAction& action, bool idle);
     bool pullToRefresh(const AutomationAction& action);
     bool screenshot(const AutomationAction& action);
+    // Records the screen's state as a snapshot event.
+    bool snapshot(const AutomationAction& action);
     // The screen the actions act on: the host's own once it is shown, else the diagnostic's.
     platform::ui::View* screenView() const;
     std::shared_ptr<platform::ui::AlertController> presentedAlert() const;
