@@ -8,13 +8,20 @@ namespace platform {
 
 namespace {
 
-// "de_DE.UTF-8@euro" -> "de_DE"; "C" and "POSIX" (with any encoding) -> "".
+// "de_DE.UTF-8@euro" -> "de_DE"; "C.UTF-8" -> "C".
 QString languageOfLocale(QString locale) {
     locale = locale.section(u'@', 0, 0).section(u'.', 0, 0).trimmed();
-    if (locale == QLatin1String("C") || locale == QLatin1String("POSIX")) {
-        return QString();
-    }
     return locale.replace(u'-', u'_');
+}
+
+// The C library's own locale: no language at all. "C.UTF-8" is a locale of its own, under which
+// gettext reads LANGUAGE.
+bool isCLocale(const QString& locale) {
+    return locale.trimmed() == QLatin1String("C") || locale.trimmed() == QLatin1String("POSIX");
+}
+
+bool isLanguage(const QString& language) {
+    return !language.isEmpty() && language != QLatin1String("C") && language != QLatin1String("POSIX");
 }
 
 QString baseLanguage(const QString& language) {
@@ -53,19 +60,19 @@ QStringList requestedLanguages(const std::function<QString(const char* variable)
             break;
         }
     }
-    const QString messages = languageOfLocale(locale);
-    if (messages.isEmpty()) {
+    if (locale.isEmpty() || isCLocale(locale)) {
         return {};  // the C locale, or none: LANGUAGE is not read then, as gettext does
     }
+    // A LANGUAGE list replaces the messages locale's language, as in gettext.
     QStringList languages;
     for (const QString& entry : environment("LANGUAGE").split(u':', Qt::SkipEmptyParts)) {
         const QString language = languageOfLocale(entry);
-        if (!language.isEmpty() && !languages.contains(language)) {
+        if (isLanguage(language) && !languages.contains(language)) {
             languages.push_back(language);
         }
     }
-    if (!languages.contains(messages)) {
-        languages.push_back(messages);
+    if (languages.isEmpty() && isLanguage(languageOfLocale(locale))) {
+        languages.push_back(languageOfLocale(locale));
     }
     return languages;
 }

@@ -1,6 +1,7 @@
 #pragma once
 // The user's language, as the system tells it: the locale environment read the way gettext reads it
-// (LANGUAGE, a list, unless the messages locale is C; then LC_ALL, LC_MESSAGES, LANG), matched
+// (the messages locale from LC_ALL, LC_MESSAGES, LANG; unless that is C, the LANGUAGE list in its
+// place), matched
 // against the languages a strings table has. Also the pseudo-language "en_XA" that tests use to
 // find texts that escaped translation and labels too narrow for longer texts.
 
@@ -12,9 +13,10 @@
 namespace platform {
 
 // The languages the user asks for, most wanted first, from the given environment (a variable's
-// value, or an empty string when it is not set): "de_AT:fr" gives {"de_AT", "fr"}. Encodings and
-// modifiers are left out ("de_DE.UTF-8@euro" is "de_DE"). Empty for the C or POSIX locale, or when
-// nothing is set.
+// value, or an empty string when it is not set): LANGUAGE "de_AT:fr" gives {"de_AT", "fr"}, else
+// the messages locale's language. Encodings and modifiers are left out ("de_DE.UTF-8@euro" is
+// "de_DE"). Empty for the C or POSIX locale (LANGUAGE is then not read), for C.UTF-8 without
+// LANGUAGE, or when nothing is set.
 QStringList requestedLanguages(const std::function<QString(const char* variable)>& environment);
 
 // The same, from this process's environment.

@@ -39,17 +39,24 @@ TEST(RequestedLanguages, LcAllOverLcMessagesOverLang) {
     EXPECT_EQ(requested({{"LC_MESSAGES", "es_ES"}, {"LANG", "de_DE"}}), QStringList{"es_ES"});
 }
 
-TEST(RequestedLanguages, LanguageListComesFirstThenTheMessagesLocale) {
-    EXPECT_EQ(requested({{"LANGUAGE", "fr:de_AT"}, {"LANG", "es_ES.UTF-8"}}),
-              (QStringList{"fr", "de_AT", "es_ES"}));
-    EXPECT_EQ(requested({{"LANGUAGE", "es::es_ES"}, {"LANG", "es_ES.UTF-8"}}), (QStringList{"es", "es_ES"}));
+TEST(RequestedLanguages, TheLanguageListTakesThePlaceOfTheMessagesLocale) {
+    EXPECT_EQ(requested({{"LANGUAGE", "fr:de_AT"}, {"LANG", "es_ES.UTF-8"}}), (QStringList{"fr", "de_AT"}));
+    EXPECT_EQ(requested({{"LANGUAGE", "es::es_ES"}, {"LANG", "de_DE.UTF-8"}}), (QStringList{"es", "es_ES"}));
+    // A list of languages no table has reads English, as gettext's would, not the locale's language.
+    EXPECT_EQ(requested({{"LANGUAGE", "xx"}, {"LANG", "de_DE.UTF-8"}}), QStringList{"xx"});
+    EXPECT_EQ(requested({{"LANGUAGE", ""}, {"LANG", "de_DE.UTF-8"}}), QStringList{"de_DE"});
 }
 
 TEST(RequestedLanguages, TheCLocaleIgnoresLanguageAsGettextDoes) {
     EXPECT_TRUE(requested({{"LANGUAGE", "de"}, {"LANG", "C"}}).isEmpty());
-    EXPECT_TRUE(requested({{"LANGUAGE", "de"}, {"LC_ALL", "C.UTF-8"}, {"LANG", "de_DE.UTF-8"}}).isEmpty());
+    EXPECT_TRUE(requested({{"LANGUAGE", "de"}, {"LC_ALL", "C"}, {"LANG", "de_DE.UTF-8"}}).isEmpty());
     EXPECT_TRUE(requested({{"LANGUAGE", "de"}, {"LC_ALL", "POSIX"}}).isEmpty());
     EXPECT_TRUE(requested({{"LANGUAGE", "de"}}).isEmpty());
+}
+
+TEST(RequestedLanguages, CUtf8IsALocaleUnderWhichLanguageIsRead) {
+    EXPECT_EQ(requested({{"LANGUAGE", "de"}, {"LANG", "C.UTF-8"}}), QStringList{"de"});
+    EXPECT_TRUE(requested({{"LANG", "C.UTF-8"}}).isEmpty());
 }
 
 TEST(MatchLanguage, ARegionIsServedByItsLanguage) {
