@@ -734,13 +734,13 @@ std::optional<QString> numberText(const Value& value) {
                 return std::nullopt;
             }
             if (std::abs(d) >= 1e15) {
-                return QString::number(d, 'g', 6);  // no run of made-up digits
+                return decimalText(QString::number(d, 'g', 6));  // no run of made-up digits
             }
             if (d == std::trunc(d)) {
                 return QString::number(static_cast<std::int64_t>(d));
             }
             QString s = QString::number(d, 'f', 1);
-            return s == QLatin1String("-0.0") ? QStringLiteral("0") : s;
+            return s == QLatin1String("-0.0") ? QStringLiteral("0") : decimalText(s);
         }
         default:
             return std::nullopt;
@@ -801,6 +801,30 @@ QString bandOfChannel(std::int64_t channel) {
     return QString();
 }
 
+QString securityText(const Value& value) {
+    if (value.kind() == Value::Kind::Int || value.kind() == Value::Kind::UInt) {
+        const std::int64_t code = value.toInt();
+        static const char* const kSecurityNames[] = {
+            "security.0", "security.1", "security.2", "security.3", "security.4", "security.5", "security.6",
+        };
+        if (code >= 0 && code <= 6) {
+            return text(key(kSecurityNames[code]));
+        }
+    }
+    const auto name = plainText(value);
+    if (!name) {
+        return QString();
+    }
+    const QString lower = name->toLower();
+    if (lower == QLatin1String("none") || lower == QLatin1String("open")) {
+        return text(QStringLiteral("security.0"));
+    }
+    if (lower == QLatin1String("wep")) {
+        return text(QStringLiteral("security.1"));
+    }
+    return *name;
+}
+
 QString measuredValue(const FindingRow& row, const platform::Dictionary& data) {
     if (row.form == ValueForm::None || !row.details[0]) {
         return QString();
@@ -824,21 +848,8 @@ QString measuredValue(const FindingRow& row, const platform::Dictionary& data) {
             return n ? wrap(*n) : QString();
         }
         case ValueForm::Security: {
-            if (!first) {
-                return QString();
-            }
-            if (first->kind() == Value::Kind::Int || first->kind() == Value::Kind::UInt) {
-                const std::int64_t code = first->toInt();
-                static const char* const kSecurityNames[] = {
-                    "security.0", "security.1", "security.2", "security.3",
-                    "security.4", "security.5", "security.6",
-                };
-                if (code >= 0 && code <= 6) {
-                    return wrap(text(key(kSecurityNames[code])));
-                }
-            }
-            const auto t = plainText(*first);
-            return t ? wrap(*t) : QString();
+            const QString security = first ? securityText(*first) : QString();
+            return security.isEmpty() ? QString() : wrap(security);
         }
         case ValueForm::Signal: {
             const auto rssi = finiteNumber(first);

@@ -62,6 +62,9 @@ QString measuredValue(const FindingRow& row, const platform::Dictionary& data);
 // The band of a channel number in words: "2.4 GHz" for channels 1 to 14, "5 GHz" for 15 to 196;
 // empty for any other number.
 QString bandOfChannel(std::int64_t channel);
+// A network's security in words: the service's code (0 to 6), or its name, where "None", "Open"
+// and "WEP" read in the reader's language and other names (WPA2 Personal, ...) stay as they are.
+QString securityText(const platform::Value& value);
 // A number for a person: whole numbers without decimals, others with one; nothing for NaN, the
 // infinities and what is no number.
 std::optional<QString> numberText(const platform::Value& value);

@@ -1,5 +1,6 @@
 #include "host/report/HtmlReport.h"
 
+#include "host/report/FindingsTable.h"
 #include "host/report/Strings.h"
 #include "host/report/Svg.h"
 #include "platform/foundation/Json.h"
@@ -406,7 +407,10 @@ void linkSection(Page& p, const Profile& profile) {
         const QString name = networkNameOf(g);
         return name.isEmpty() ? QString() : bdi(name);
     });
-    row("report.link.security", true, plainField("security"));
+    row("report.link.security", true, [](const DictionaryRef& g) {
+        const auto v = field(g, "security");
+        return v ? bdi(securityText(*v)) : QString();
+    });
     row("report.link.band", true, [](const DictionaryRef& g) {
         const auto band = bandOf(number(g, "currentChannel"));
         return band ? esc(bandText(*band)) : QString();

@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLocale>
 
 // The strings table is compiled into the report library as a Qt resource; registering it by hand
 // makes it available whether the library is linked shared or static.
@@ -73,6 +74,12 @@ QString stringsLanguage() {
         return matched.isEmpty() ? QStringLiteral("en") : matched;
     }();
     return language;
+}
+
+QString decimalText(const QString& number) {
+    static const QString point = QLocale(stringsLanguage()).decimalPoint();
+    QString out = number;
+    return point == QLatin1String(".") ? out : out.replace(QLatin1Char('.'), point);
 }
 
 QHash<QString, QString> stringsTable(const QString& language) {

@@ -13,6 +13,10 @@ namespace report {
 // The text of key with %1, %2, ... replaced by args in order.
 QString text(const QString& key, const QStringList& args = {});
 
+// A number written with a decimal point ("2.9"), as the reader's language writes it ("2,9" in
+// German, French and Spanish). Only for texts a person reads: what programs read keeps the point.
+QString decimalText(const QString& number);
+
 // The languages the table has: "en", "de", "es", "fr", "ja", "zh_CN".
 QStringList stringsLanguages();
 

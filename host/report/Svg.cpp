@@ -113,7 +113,7 @@ QString numberText(double value, int decimals) {
             out.chop(1);
         }
     }
-    return out == QLatin1String("-0") ? QStringLiteral("0") : out;
+    return out == QLatin1String("-0") ? QStringLiteral("0") : decimalText(out);
 }
 
 namespace svg {

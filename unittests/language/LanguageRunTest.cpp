@@ -77,21 +77,30 @@ QString diagnosticText(const QString& language, const QString& key) {
     return QJsonDocument::fromJson(f.readAll()).object().value(key).toString();
 }
 
-// Every word of plain letters in the strings of a JSON value (names, BSSIDs, methods the service
-// reported, ...): the run's own data, which a translated text may show as it is.
-void collectDataWords(const QJsonValue& value, std::set<QString>* words) {
+// Every word of the names and addresses a JSON value holds (network and access point names,
+// BSSIDs, addresses, the interface, a model, the names of security kinds and 802.11 modes such as
+// "WPA2 Personal" and "802.11ac"): the run's own data, which a translated text may show as it is.
+// Values the code names in words (addressing methods, states) are not data.
+void collectDataWords(const QJsonValue& value, const QString& key, std::set<QString>* words) {
     static const QRegularExpression word(QStringLiteral("\\p{L}+"));
+    static const QRegularExpression dataKey(
+        QStringLiteral("ssid|name|bssid|address|gateway|interface|country|model|server|domain|url|host|"
+                       "security|phymode"),
+        QRegularExpression::CaseInsensitiveOption);
     if (value.isString()) {
-        for (auto it = word.globalMatch(value.toString()); it.hasNext();) {
-            words->insert(it.next().captured());
+        if (dataKey.match(key).hasMatch()) {
+            for (auto it = word.globalMatch(value.toString()); it.hasNext();) {
+                words->insert(it.next().captured());
+            }
         }
     } else if (value.isArray()) {
         for (const QJsonValue& v : value.toArray()) {
-            collectDataWords(v, words);
+            collectDataWords(v, key, words);
         }
     } else if (value.isObject()) {
-        for (const QJsonValue& v : value.toObject()) {
-            collectDataWords(v, words);
+        const QJsonObject object = value.toObject();
+        for (auto it = object.begin(); it != object.end(); ++it) {
+            collectDataWords(it.value(), it.key(), words);
         }
     }
 }
@@ -161,16 +170,16 @@ class LanguageRunTest : public HostRunTest {
                                    QStringLiteral("report"), QStringLiteral("html")};
         const QJsonObject profile = QJsonDocument::fromJson(readFile(savedProfile)).object();
         EXPECT_FALSE(profile.isEmpty()) << str(savedProfile);
-        collectDataWords(profile.value(QStringLiteral("result")), &words);
-        collectDataWords(profile.value(QStringLiteral("answers")), &words);
+        collectDataWords(profile.value(QStringLiteral("result")), QString(), &words);
+        collectDataWords(profile.value(QStringLiteral("answers")), QString(), &words);
         // The report's appendix: the parameters by their names, the backend and the machine as the
         // system names them, and times in UTC.
         const QJsonObject metadata = profile.value(QStringLiteral("metadata")).toObject();
         for (const QString& name : metadata.value(QStringLiteral("parameters")).toObject().keys()) {
             words.insert(name);
         }
-        collectDataWords(metadata.value(QStringLiteral("backend")), &words);
-        collectDataWords(metadata.value(QStringLiteral("machine")), &words);
+        collectDataWords(metadata.value(QStringLiteral("backend")), QStringLiteral("name"), &words);
+        collectDataWords(metadata.value(QStringLiteral("machine")), QStringLiteral("name"), &words);
         words.insert(QStringLiteral("UTC"));
         return words;
     }
@@ -237,6 +246,8 @@ TEST_F(LanguageRunTest, AGermanLocaleGivesAGermanSummaryAndReport) {
     const QString summary = QString::fromUtf8(r.out);
     EXPECT_TRUE(summary.startsWith(QStringLiteral("WLAN: Eingeschränkt"))) << str(summary);
     EXPECT_TRUE(summary.contains(QStringLiteral("Signal"))) << str(summary);
+    // Numbers for a person are written as German writes them; the JSON keeps its points.
+    EXPECT_TRUE(summary.contains(QStringLiteral("durchschnittlich 2,9 ms"))) << str(summary);
     const QString page = QString::fromUtf8(readFile(report));
     EXPECT_TRUE(page.contains(QStringLiteral("<html lang=\"de\">")));
     EXPECT_TRUE(page.contains(QStringLiteral("Alle Befunde"))) << "the findings' heading in German";
