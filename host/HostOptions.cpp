@@ -234,6 +234,11 @@ std::optional<HostOptions> parseHostOptions(const QStringList& arguments, HostOp
             }
         }
     }
+    // A person at a window takes the time they need (the network list may stay open for long):
+    // with --ui the run has no time limit of its own unless one is given.
+    if (options.ui && !timeoutGiven) {
+        options.timeoutSeconds = kMaxTimeoutSeconds;
+    }
     if (options.nl80211RecordDir && options.nl80211ReplayDir) {
         return fail(HostOptionsError::Kind::Usage,
                     QStringLiteral("--nl80211-record and --nl80211-replay cannot go together"));
@@ -315,7 +320,7 @@ QString hostUsage() {
                "Run:\n"
                "  --automation FILE          user actions to play (default: the scenario's own)\n"
                "  --ui                       show the diagnostic in a window (default: off screen)\n"
-               "  --timeout SECONDS          give up after this long (default 600)\n"
+               "  --timeout SECONDS          give up after this long (default 600; none with --ui)\n"
                "  --plugin PATH              the diagnostic plugin (default: the one installed beside)\n"
                "Output:\n"
                "  --format json|text         stdout gets the result's JSON line, or a summary for a person\n"
@@ -329,8 +334,9 @@ QString hostUsage() {
                "  --version                  show the program's version\n"
                "  -h, --help                 show this text\n"
                "\n"
-               "Exit codes: 0 finished; 2 parameters rejected; 3 scenario, automation or nl80211 recording\n"
-               "unusable; 4 not finished within the timeout; 5 the real system's Wi-Fi cannot be\n"
+               "Exit codes: 0 finished; 2 parameters rejected; 3 scenario, automation, nl80211 recording or\n"
+               "saved profile unusable; 4 not finished within the timeout; 5 the real system's Wi-Fi cannot "
+               "be\n"
                "profiled (--backend linux); 1 anything else.\n")
         .arg(QString::fromUtf8(kDefaultParameters), defaults.wanPingAddress, defaults.dnsName,
              defaults.checkUrl.toString(), QString::number(defaults.checkStatus),

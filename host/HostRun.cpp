@@ -12,6 +12,7 @@
 #include "host/ProfileOutput.h"
 
 #include "host/QtWorkerThreads.h"
+#include "host/report/Strings.h"
 
 #include "platform/host/HostDiagnostic.h"
 #include "platform/wifi/WiFiBackend.h"
@@ -144,6 +145,7 @@ int HostRun::prepare(HostObservers& observers) {
                                      .toUtf8());
             }
             simulated = true;
+            simulatedInstead_ = true;
         }
     }
     // The simulated device and the user actions to play on it.
@@ -237,7 +239,9 @@ int HostRun::prepare(HostObservers& observers) {
 
     auto* view = controller_->view();
     view->resize(kScreenWidth, kScreenHeight);
-    view->setWindowTitle(extension_->name());
+    view->setWindowTitle(simulatedInstead_
+                             ? report::text(QStringLiteral("window.simulatedTitle"), {extension_->name()})
+                             : extension_->name());
     view->show();
 
     if (automation) {

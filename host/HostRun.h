@@ -108,6 +108,9 @@ class HostRun {
     // What the run's profile records of it.
     HostObservers* observers_ = nullptr;  // while the run is observed
     bool simulated_ = false;
+    // --backend auto found no real Wi-Fi: the simulated device is profiled instead, which the
+    // window says, for a person who started the program from the menu and reads no stderr.
+    bool simulatedInstead_ = false;
     std::optional<std::size_t> hostScanAnswer_;  // where scanForTheReport's answer is among the answers
     QString scenarioFile_;
     QDateTime started_ = QDateTime::currentDateTimeUtc();

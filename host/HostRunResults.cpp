@@ -48,6 +48,7 @@ bool HostRun::showResults() {
     screen.size = diagnostic->size();
     screen.reportWritten = options_.reportPath;
     screen.redact = options_.redact;
+    screen.simulatedInstead = simulatedInstead_;
     results_ = std::make_unique<ResultsScreen>(profileOf(*printed), screen,
                                                [this](const QString& by) { onResultsClosed(by); });
     const report::Findings& findings = results_->findings();

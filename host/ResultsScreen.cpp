@@ -161,6 +161,12 @@ void ResultsScreen::buildRows() {
     top.rows.push_back(Row{Row::Kind::Verdict, report::verdictName(findings_.verdict),
                            report::verdictSentence(findings_.verdict),
                            dotName(verdictSeverity(findings_.verdict))});
+    if (options_.simulatedInstead) {
+        top.rows.insert(top.rows.begin(),
+                        Row{Row::Kind::Finding, report::text(QStringLiteral("results.simulatedTitle")),
+                            report::text(QStringLiteral("results.simulatedMessage")),
+                            dotName(report::Severity::NotChecked)});
+    }
     if (options_.reportWritten) {
         top.rows.push_back(Row{Row::Kind::ReportWritten,
                                report::text(QStringLiteral("results.reportWritten")), *options_.reportWritten,
@@ -219,7 +225,10 @@ void ResultsScreen::build() {
     root_ = new ui::View;
     root_->resize(options_.size);
     root_->setBackgroundWhite();
-    root_->setWindowTitle(report::text(QStringLiteral("results.title")));
+    root_->setWindowTitle(options_.simulatedInstead
+                              ? report::text(QStringLiteral("window.simulatedTitle"),
+                                             {report::text(QStringLiteral("results.title"))})
+                              : report::text(QStringLiteral("results.title")));
     root_->installEventFilter(this);
     watchedWindow_ = root_.data();
 

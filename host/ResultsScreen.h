@@ -42,6 +42,9 @@ class ResultsScreen : public QObject,
         std::optional<QString> reportWritten;
         // --redact: a report saved from the screen is redacted as the run's own would be.
         bool redact = false;
+        // The simulated device was profiled because this machine's Wi-Fi could not be: the screen
+        // says so above all.
+        bool simulatedInstead = false;
     };
 
     // How the screen was closed, for closed: its "Close" button ("button"), its window

@@ -6,10 +6,14 @@
 #include "host/HostOptions.h"
 #include "host/HostRun.h"
 #include "host/ProfileOutput.h"
+#include "host/report/Strings.h"
 
 #include "platform/ui/Toolkit.h"
 
 #include <QApplication>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
 
 #include <cstdio>
 
@@ -50,6 +54,15 @@ int main(int argc, char** argv) {
     platform::ui::ensureRuntimeDirectory();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("wifi-profile"));
+    // The window belongs to the application menu's entry (its icon and name on the desktop).
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.wifiprofile.WifiProfile"));
+    // Qt's own texts (a text field's context menu) in the language of ours, where Qt's translations
+    // are installed.
+    QTranslator qtTexts;
+    if (qtTexts.load(QLocale(report::stringsLanguage()), QStringLiteral("qtbase"), QStringLiteral("_"),
+                     QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+        QApplication::installTranslator(&qtTexts);
+    }
     host::HostRun run(*options);
     return run.run();
 }

@@ -258,3 +258,36 @@ TEST_F(ResultsRunTest, WithAReportTheResultsScreenNamesItsFileInsteadOfSaving) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(ResultsRunTest, WhenNoRealWiFiCouldBeHadTheResultsSayTheyAreTheSimulatedDevices) {
+    const QString path = script(R"([{"waitForResults": true}, {"snapshot": true}, {"tap": "CLOSE"}])");
+    const HostRun r =
+        run({QStringLiteral("--backend=auto"), QStringLiteral("--ui"), QStringLiteral("--automation"), path},
+            offScreen());
+    ASSERT_EQ(r.exitCode, 0) << str(r.err);
+    if (!r.err.contains(QStringLiteral("profiling the simulated device"))) {
+        GTEST_SKIP() << "this machine's NetworkManager lists a Wi-Fi device, so nothing falls back: "
+                     << str(r.err);
+    }
+    const auto snapshots = r.eventsOf(QStringLiteral("snapshot"));
+    ASSERT_EQ(snapshots.size(), 1u);
+    const auto rows = rowsOf(field(snapshots[0], "screen").toDictionary());
+    ASSERT_FALSE(rows.empty());
+    ASSERT_GE(rows[0].size(), 2u);
+    EXPECT_EQ(str(textOf(rows[0][0], "text")), "Simulated device");
+    EXPECT_TRUE(textOf(rows[0][0], "detail").contains(QStringLiteral("not of this computer")));
+    EXPECT_EQ(textOf(rows[0][1], "text"), report::verdictName(report::Verdict::Degraded));
+}
+
+TEST_F(ResultsRunTest, TheSimulatedDeviceAskedForIsNoSurprise) {
+    const QString path = script(R"([{"waitForResults": true}, {"snapshot": true}, {"tap": "CLOSE"}])");
+    const HostRun r = run({QStringLiteral("--ui"), QStringLiteral("--automation"), path}, offScreen());
+    ASSERT_EQ(r.exitCode, 0) << str(r.err);
+    const auto rows = rowsOf(field(r.eventsOf(QStringLiteral("snapshot")).at(0), "screen").toDictionary());
+    ASSERT_FALSE(rows.empty());
+    EXPECT_EQ(textOf(rows[0][0], "text"), report::verdictName(report::Verdict::Degraded));
+}
+
+}  // namespace
