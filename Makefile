@@ -7,6 +7,9 @@ JOBS ?= $(shell nproc)
 ARGS ?=
 DIST ?= dist
 
+# One step at a time: the steps share the build folder (and debhelper reconfigures it).
+.NOTPARALLEL:
+
 .PHONY: run test check package-test deb build build-program configure deps-run deps-deb deps-test bench format clean
 
 run: build-program
@@ -54,4 +57,5 @@ format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(DIST)
+	rm -rf $(BUILD) $(DIST) debian/debhelper-build-stamp debian/.debhelper debian/wifi-profile debian/files \
+		debian/*.substvars debian/*.debhelper.log

@@ -13,6 +13,9 @@ arch=$(dpkg-architecture -qDEB_HOST_ARCH)
 version=$(dpkg-parsechangelog -S Version)
 deb="$dist/wifi-profile_${version}_${arch}.deb"
 rm -f "$deb"
+# debhelper skips every step a stamp says is done; a package must be made of this build, so no
+# stamp of an earlier one may stay.
+rm -rf debian/debhelper-build-stamp debian/.debhelper debian/wifi-profile debian/files debian/*.substvars
 # -nc: no clean first, which would remove the build folder; -b: the binary package only.
 WIFIPROFILE_BUILD_DIR="$build" WIFIPROFILE_DEB_DIR="$dist" \
     dpkg-buildpackage -us -uc -b -nc \

@@ -19,13 +19,25 @@ $SUDO apt-get install -y -qq --no-install-recommends "$deb" >/dev/null
 trap '$SUDO apt-get remove -y -qq wifi-profile >/dev/null' EXIT
 
 cd "$(mktemp -d)"
+# The checks read English unless they ask for another language, whatever this machine's locale.
+unset LANGUAGE LC_ALL LC_MESSAGES
+export LANG=C.UTF-8
+installed=$(dpkg -L wifi-profile)
+for file in /usr/bin/wifi-profile /usr/lib/"$(dpkg-architecture -qDEB_HOST_MULTIARCH)"/wifi-profile/libwifiprofile.so \
+    /usr/share/man/man1/wifi-profile.1.gz /usr/share/wifi-profile/scenarios/default.json; do
+    grep -qx "$file" <<< "$installed" || fail "the package does not install $file"
+done
 [ "$(command -v wifi-profile)" = /usr/bin/wifi-profile ] || fail "wifi-profile is not /usr/bin/wifi-profile"
 expected="wifi-profile $(dpkg-query -W -f='${Version}' wifi-profile)"
 [ "$(wifi-profile --version)" = "$expected" ] || fail "--version says \"$(wifi-profile --version)\", not \"$expected\""
 
 # The installed program finds its installed plugin by itself; the JSON line is the host program's.
-result=$(env -u LANGUAGE LANG=C.UTF-8 wifi-profile --backend sim --format json)
+result=$(wifi-profile --backend sim --format json)
 echo "$result" | grep -q '^{"statusCode": 0, "data": {"currentNetwork": {' || fail "unexpected result: $result"
+# ... and loads that one, not one of the build folder's: the dynamic loader says which it starts.
+loaded=$(LD_DEBUG=libs wifi-profile --backend sim --format json 2>&1 >/dev/null | grep -o 'calling init: [^ ]*libwifiprofile\.so$' | sort -u)
+[ "$loaded" = "calling init: /usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/wifi-profile/libwifiprofile.so" ] ||
+    fail "the installed program did not load the installed plugin: ${loaded:-none}"
 # A scenario installed with it, and the summary a person reads, in German.
 LANG=de_DE.UTF-8 LANGUAGE=de wifi-profile --scenario /usr/share/wifi-profile/scenarios/default.json \
     --format text > summary.txt
