@@ -9,6 +9,8 @@
 
 #include <QAbstractButton>
 #include <QFontMetrics>
+#include <QLineEdit>
+#include <QStyle>
 
 #include <climits>
 
@@ -74,6 +76,15 @@ QStringList overflowingTexts(QWidget* root) {
         if (label->isVisibleTo(root) && !label->text().isEmpty() && label->width() > 0 &&
             textOverflows(label, label->text(), label->wordWrap())) {
             texts.push_back(label->text());
+        }
+    }
+    for (const QLineEdit* field : root->findChildren<QLineEdit*>()) {
+        // The placeholder shows in the field's text area, inside its frame and margins.
+        if (field->isVisibleTo(root) && !field->placeholderText().isEmpty() && field->width() > 0 &&
+            QFontMetrics(field->font()).horizontalAdvance(field->placeholderText()) >
+                field->width() -
+                    2 * field->style()->pixelMetric(QStyle::PM_DefaultFrameWidth, nullptr, field) - 4) {
+            texts.push_back(field->placeholderText());
         }
     }
     for (const QAbstractButton* button : root->findChildren<QAbstractButton*>()) {

@@ -14,8 +14,8 @@ class AlertController;
 // stable enough for automation scripts and tests.
 DictionaryRef describeScreen(QWidget* root, const AlertController* presentedAlert);
 
-// The texts of the labels and buttons showing under root that need more room than their frames
-// give them.
+// The texts of the labels, buttons and text fields' placeholders showing under root that need more
+// room than their frames give them.
 QStringList overflowingTexts(QWidget* root);
 
 }  // namespace platform::ui

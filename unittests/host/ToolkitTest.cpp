@@ -385,14 +385,22 @@ TEST_F(ToolkitTest, DescribeScreenNamesTheTextsThatDoNotFitTheirFrames) {
     cutOff->setNumberOfLines(0);
     cutOff->setText(QStringLiteral("A message that wraps but whose frame is one line high"));
     cutOff->resize(120, QFontMetrics(cutOff->font()).height());
+    auto* field = new QLineEdit(root.get());
+    field->setPlaceholderText(QStringLiteral("A placeholder longer than its field"));
+    field->resize(80, 30);
+    auto* roomyField = new QLineEdit(root.get());
+    roomyField->setPlaceholderText(QStringLiteral("Name"));
+    roomyField->resize(200, 30);
     EXPECT_EQ(overflowingTexts(root.get()),
               (QStringList{QStringLiteral("A title far too long for its frame"),
-                           QStringLiteral("A message that wraps but whose frame is one line high")}));
+                           QStringLiteral("A message that wraps but whose frame is one line high"),
+                           QStringLiteral("A placeholder longer than its field")}));
     const auto overflowing = describeScreen(root.get(), nullptr)->value(QStringLiteral("overflowing"));
     ASSERT_TRUE(overflowing.has_value());
     EXPECT_EQ(
         platform::toJson(*overflowing).toStdString(),
-        R"(["A title far too long for its frame", "A message that wraps but whose frame is one line high"])");
+        R"(["A title far too long for its frame", "A message that wraps but whose frame is one line high", )"
+        R"("A placeholder longer than its field"])");
 }
 
 TEST_F(ToolkitTest, ProgressIsKeptBetweenZeroAndOne) {
