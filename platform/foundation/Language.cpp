@@ -2,8 +2,6 @@
 
 #include <QHash>
 
-#include <cstdlib>
-
 namespace platform {
 
 namespace {
