@@ -388,9 +388,11 @@ TEST_F(ToolkitTest, DescribeScreenNamesTheTextsThatDoNotFitTheirFrames) {
     auto* field = new QLineEdit(root.get());
     field->setPlaceholderText(QStringLiteral("A placeholder longer than its field"));
     field->resize(80, 30);
+    field->show();
     auto* roomyField = new QLineEdit(root.get());
     roomyField->setPlaceholderText(QStringLiteral("Name"));
     roomyField->resize(200, 30);
+    roomyField->show();
     EXPECT_EQ(overflowingTexts(root.get()),
               (QStringList{QStringLiteral("A title far too long for its frame"),
                            QStringLiteral("A message that wraps but whose frame is one line high"),
