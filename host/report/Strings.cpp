@@ -67,12 +67,7 @@ QStringList stringsLanguages() {
 }
 
 QString stringsLanguage() {
-    static const QString language = [] {
-        QStringList available = stringsLanguages();
-        available.push_back(platform::pseudoLanguage());
-        const QString matched = platform::matchLanguage(platform::requestedLanguages(), available);
-        return matched.isEmpty() ? QStringLiteral("en") : matched;
-    }();
+    static const QString language = platform::chooseLanguage(stringsLanguages());
     return language;
 }
 

@@ -88,6 +88,11 @@ QString matchLanguage(const QStringList& requested, const QStringList& available
     return QString();
 }
 
+QString chooseLanguage(const QStringList& available) {
+    const QString matched = matchLanguage(requestedLanguages(), available + QStringList{pseudoLanguage()});
+    return matched.isEmpty() ? QStringLiteral("en") : matched;
+}
+
 QString pseudoText(const QString& text) {
     static const QHash<QChar, QChar> accented = [] {
         const QString plain = QStringLiteral("aeiouycnsAEIOUYCNS");

@@ -28,6 +28,10 @@ QStringList requestedLanguages();
 // none serves.
 QString matchLanguage(const QStringList& requested, const QStringList& available);
 
+// Of a strings table's languages, the one its texts are shown in: the first requested language it
+// serves, the pseudo-language when that is asked for, else English.
+QString chooseLanguage(const QStringList& available);
+
 // The pseudo-language's name.
 inline QString pseudoLanguage() {
     return QStringLiteral("en_XA");

@@ -63,10 +63,7 @@ QStringList stringsLanguages() {
 }
 
 QString stringsLanguage() {
-    QStringList available = stringsLanguages();
-    available.push_back(platform::pseudoLanguage());
-    const QString language = platform::matchLanguage(platform::requestedLanguages(), available);
-    return language.isEmpty() ? QStringLiteral("en") : language;
+    return platform::chooseLanguage(stringsLanguages());
 }
 
 QString localizedString(const QString& key) {
